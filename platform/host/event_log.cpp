@@ -1,0 +1,3 @@
+#include "platform/host/host.h"
+
+constinit const xp_event_log_ops host_event_log = {};

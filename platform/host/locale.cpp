@@ -1,0 +1,3 @@
+#include "platform/host/host.h"
+
+constinit const xp_locale_ops host_locale = {};

@@ -1,0 +1,84 @@
+// UTF-8 and UTF-16 by ICU, and its collation for the user's order.
+#include <string.h>
+#include <unicode/ucol.h>
+#include <unicode/ustring.h>
+#include <unicode/utf8.h>
+
+#include "platform/host/host.h"
+
+namespace {
+
+constexpr UChar32 REPLACEMENT = 0xFFFD;
+
+int32_t measured(const char* text, int32_t length) {
+  return length < 0 ? static_cast<int32_t>(strlen(text)) + 1 : length;
+}
+
+int32_t measured(const char16_t* wide, int32_t length) {
+  if (length >= 0) return length;
+  int32_t units = 0;
+  while (wide[units])
+    units++;
+  return units + 1;
+}
+
+int32_t host_to_wide(const char* text, int32_t length, char16_t* out, int32_t capacity) {
+  if (!text) return 0;
+  int32_t needed = 0;
+  UErrorCode status = U_ZERO_ERROR;
+  u_strFromUTF8WithSub(out, out ? capacity : 0, &needed, text, measured(text, length), REPLACEMENT,
+                       nullptr, &status);
+  if (capacity == 0 && status == U_BUFFER_OVERFLOW_ERROR) return needed;
+  return U_SUCCESS(status) ? needed : 0;
+}
+
+int32_t host_to_utf8(const char16_t* wide, int32_t length, char* out, int32_t capacity) {
+  if (!wide) return 0;
+  int32_t needed = 0;
+  UErrorCode status = U_ZERO_ERROR;
+  u_strToUTF8WithSub(out, out ? capacity : 0, &needed, wide, measured(wide, length), REPLACEMENT,
+                     nullptr, &status);
+  if (capacity == 0 && status == U_BUFFER_OVERFLOW_ERROR) return needed;
+  return U_SUCCESS(status) ? needed : 0;
+}
+
+// The user's collators, opened on first use: [ignore_case]. Null when ICU has none to give.
+UCollator* collators[2];
+
+UCollator* user_collator(bool ignore_case) {
+  UCollator*& collator = collators[ignore_case];
+  if (collator) return collator;
+  UErrorCode status = U_ZERO_ERROR;
+  collator = ucol_open(host_user_locale(), &status);
+  if (U_FAILURE(status)) return nullptr;
+  // Secondary strength sees accents but not case.
+  ucol_setStrength(collator, ignore_case ? UCOL_SECONDARY : UCOL_TERTIARY);
+  return collator;
+}
+
+int32_t host_compare_wide(const char16_t* a, int32_t a_length, const char16_t* b, int32_t b_length,
+                          bool ignore_case) {
+  if (UCollator* collator = user_collator(ignore_case))
+    return ucol_strcoll(collator, a, a_length, b, b_length);
+  const int32_t order = u_strCompare(a, a_length, b, b_length, true);
+  return order < 0 ? -1 : order > 0;
+}
+
+int32_t host_compare_narrow(const char* a, int32_t a_length, const char* b, int32_t b_length) {
+  UErrorCode status = U_ZERO_ERROR;
+  UCollator* collator = user_collator(true);
+  if (!collator) return 0;
+  return ucol_strcollUTF8(collator, a, a_length, b, b_length, &status);
+}
+
+}  // namespace
+
+const char* host_user_locale() {
+  const char* locale = uloc_getDefault();
+  return strcmp(locale, "en_US_POSIX") == 0 ? "en_US" : locale;
+}
+
+constinit const xp_text_ops host_text = {.to_wide = host_to_wide,
+                                         .to_utf8 = host_to_utf8,
+                                         .compare_wide = host_compare_wide,
+                                         .compare_narrow = host_compare_narrow};

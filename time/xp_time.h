@@ -1,0 +1,56 @@
+// The time value and the calendar: conversion between seconds and fields, local time and the
+// daylight rules. The arithmetic is the system's own; it holds from 1970 to 2099.
+#pragma once
+
+#include <stdint.h>
+
+#include "platform/platform.h"
+
+// Seconds since 1970-01-01 00:00:00 UTC.
+using xp_time_t = uint32_t;
+
+constexpr xp_time_t XP_TIME_NONE = 0;              // "no time", where a parser returns it
+constexpr xp_time_t XP_TIME_INVALID = 0xFFFFFFFF;  // a year out of range
+
+struct xp_time_fields {
+  uint16_t year;  // full, or short: below 70 is 20xx, 70 to 199 counts from 1900
+  uint16_t month;
+  uint16_t day;
+  uint16_t hour;
+  uint16_t minute;
+  uint16_t second;
+  uint16_t weekday;  // 0 for Sunday
+};
+
+// One yearly daylight transition.
+struct xp_time_rule {
+  int32_t month;       // 1 to 12; 0 when there is no rule
+  int32_t weekday;     // 0 for Sunday
+  int32_t occurrence;  // 1 to 4; 5: the last one of the month
+  int32_t hour;        // of the local clock
+  int32_t offset;      // seconds added to standard time from here on
+};
+
+// Zero-based day of the year of the last day before month m (1 to 13) in a common year.
+extern const int16_t xp_time_month_start[14];
+
+// The fields taken as UTC; XP_TIME_INVALID for a year out of range.
+xp_time_t xp_time_from_fields(const xp_time_fields* fields);
+// The calendar reading in UTC; returns `seconds`.
+xp_time_t xp_time_to_fields(xp_time_t seconds, xp_time_fields* fields);
+// The reading of the local clock; returns `seconds`.
+xp_time_t xp_time_to_local_fields(xp_time_t seconds, xp_time_fields* fields);
+// Daylight offset in seconds at the moment that the fields tell by the local clock.
+int32_t xp_time_daylight(const xp_time_fields* fields);
+// The two rules of the year of `fields` (null: the current form). 1, or 0 without rules.
+int32_t xp_time_rules(const xp_time_fields* fields, xp_time_rule* first, xp_time_rule* second);
+
+// Answers `function(seconds)` from a memo of a function with two values (zero and one other) that
+// changes rarely. With `seconds` 0 frees the memo and returns function(0).
+uint32_t xp_time_step_lookup(xp_time_t seconds, uint32_t** memo, uint32_t (*function)(xp_time_t));
+
+xp_time_t xp_time_now();
+// The zone, at most about a second old; null when the platform has none.
+const xp_zone_record* xp_time_zone();
+// Local time minus UTC at this moment, in seconds.
+int32_t xp_time_local_offset();

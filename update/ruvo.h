@@ -1,0 +1,2 @@
+// The update client.
+#pragma once
