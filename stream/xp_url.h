@@ -1,4 +1,6 @@
-// `xurl`: one URL as it was given, and a parse of it that never fails.
+// `xurl`: one URL as it was given, and a parse of it that never fails. The parse is no validator:
+// it cuts a private copy of the text at a handful of separators. Percent escapes stay, nothing is
+// lower-cased, and "#" is an ordinary byte.
 #pragma once
 
 #include "object/xp_str.h"
@@ -23,8 +25,13 @@ struct xp_url : xp_object {
   int32_t capacity;   // bytes of the working copy, which lies behind the record
 };
 
-// Null for a null text with a negative length, for a length of 0, and for no memory.
+// Leading bytes up to the blank and trailing control bytes are dropped. Null for a null text with
+// a negative length, for a length of 0, and for no memory.
 xp_url* xp_url_new(const char* text, int32_t length);
+// The whole of `text`, untrimmed; the string is retained. Null for null and for no memory.
+xp_url* xp_url_from_str(xp_str* text);
+// Fills all the fields from `text`. What doesn't fit the working copy is cut off, and so is what
+// stands behind a NUL inside the text.
 void xp_url_parse(xp_url* url);
 
 inline xp_url* xp_as_url(xp_object* object) {
