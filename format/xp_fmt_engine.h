@@ -1,0 +1,77 @@
+// What the engine hands to its conversions. Inside of format/ only.
+#pragma once
+
+#include "format/xp_fmt.h"
+
+// The longest piece of output. A count stays at it rather than overflow, and one byte remains
+// for the NUL.
+constexpr int32_t XP_FMT_MOST = 0x7FFFFFFE;
+
+// The argument slots and the next one to take.
+struct xp_fmt_arguments {
+  const uint64_t* slots;
+  uint32_t count;
+  uint32_t next;
+};
+
+// The next slot, 0 beyond the last.
+inline uint64_t xp_fmt_take(xp_fmt_arguments* arguments) {
+  const uint32_t index = arguments->next;
+  if (index >= arguments->count) return 0;
+  arguments->next = index + 1;
+  return arguments->slots[index];
+}
+template <class T>
+const T* xp_fmt_take_pointer(xp_fmt_arguments* arguments) {
+  return reinterpret_cast<const T*>(static_cast<uintptr_t>(xp_fmt_take(arguments)));
+}
+inline int32_t xp_fmt_take_int(xp_fmt_arguments* arguments) {
+  return static_cast<int32_t>(static_cast<uint32_t>(xp_fmt_take(arguments)));
+}
+
+// One parsed directive with its place in the output.
+struct xp_fmt_directive {
+  uint32_t flags;               // xp_fmt_flag
+  uint32_t width;               // 0 when none was given
+  uint32_t precision;           // XP_FMT_NO_PRECISION when none was given
+  int32_t length;               // the value of a `*`, negative when there was none
+  const char* sub_format;       // not NUL-terminated; null when there is none
+  int32_t sub_format_length;    // bytes
+  char letter;                  // the conversion character or the subtype in its place
+  char* out;                    // null counts
+  int32_t limit;                // most bytes to write at `out`
+  int32_t room;                 // bytes left in the buffer; `limit` is this or lower
+  xp_fmt_arguments* arguments;  // takes what the conversion needs
+};
+
+constexpr uint32_t XP_FMT_NO_PRECISION = 0xFFFFFFFF;
+
+// A conversion takes its arguments, writes at most `limit` bytes at `out` and returns how many;
+// with `out` null how many it would write.
+using xp_fmt_conversion = int32_t (*)(const xp_fmt_directive* directive);
+
+// format/xp_fmt_text.cpp
+int32_t xp_fmt_convert_byte(const xp_fmt_directive* directive);
+int32_t xp_fmt_convert_text(const xp_fmt_directive* directive);
+int32_t xp_fmt_convert_counted(const xp_fmt_directive* directive);
+int32_t xp_fmt_convert_pascal(const xp_fmt_directive* directive);
+int32_t xp_fmt_convert_object(const xp_fmt_directive* directive);
+int32_t xp_fmt_convert_guid(const xp_fmt_directive* directive);
+int32_t xp_fmt_convert_bytes(const xp_fmt_directive* directive);
+int32_t xp_fmt_convert_block(const xp_fmt_directive* directive);
+int32_t xp_fmt_convert_tag(const xp_fmt_directive* directive);
+
+// format/xp_fmt_number.cpp
+int32_t xp_fmt_convert_signed(const xp_fmt_directive* directive);
+int32_t xp_fmt_convert_unsigned(const xp_fmt_directive* directive);
+int32_t xp_fmt_convert_octal(const xp_fmt_directive* directive);
+int32_t xp_fmt_convert_hex(const xp_fmt_directive* directive);
+int32_t xp_fmt_convert_hex_small(const xp_fmt_directive* directive);
+int32_t xp_fmt_convert_pointer(const xp_fmt_directive* directive);
+
+// format/xp_fmt_float.cpp
+int32_t xp_fmt_convert_float(const xp_fmt_directive* directive);
+
+// format/xp_fmt_date.cpp
+int32_t xp_fmt_convert_time(const xp_fmt_directive* directive);
+int32_t xp_fmt_convert_local_time(const xp_fmt_directive* directive);
