@@ -26,7 +26,9 @@ struct xp_locale {
   uint8_t money_grouping[16];
 };
 
-// The snapshot, refreshed as needed; the pointer stays valid for the process.
+// The snapshot; the pointer stays valid for the process. On the first call and every 8192nd the
+// clock is read, and when ten minutes have passed everything is loaded anew. What the platform
+// doesn't tell is English: short names, "AM", "PM", "+", "-", ".", ",", groups of three.
 const xp_locale* xp_locale_get();
 
 enum xp_time_format_kind : int32_t {
@@ -37,7 +39,8 @@ enum xp_time_format_kind : int32_t {
 };
 
 // A date or time in the platform's form, UTF-8 with a NUL, cut to `size` bytes; returns the bytes
-// without the NUL. A `size` of 1 or less gives 0. `buffer` null: the size needed.
+// without the NUL. A cut never splits a character. 0 for an unknown kind, for null fields and for
+// a `size` of 1 or less. `buffer` null: the size needed, with the NUL.
 int32_t xp_time_format(const xp_time_fields* fields, int32_t kind, char* buffer, int32_t size);
 // The short date of the local reading of `seconds`.
 int32_t xp_time_format_local(xp_time_t seconds, char* buffer, int32_t size);
@@ -51,6 +54,6 @@ struct xp_formatter : xp_object {
                  // and with seconds; 8, 9 day name, full and short
 };
 
-// Renders into 64 bytes (63 and a NUL); returns the bytes, 0 for a null formatter or a negative
-// kind. `buffer` null: the size needed.
+// Renders into 64 bytes (63 and a NUL); returns the bytes, 0 for a null formatter and for any other
+// kind than those. `buffer` null: the size needed, with the NUL.
 int32_t xp_locale_text(const xp_formatter* formatter, const xp_time_fields* fields, char* buffer);
