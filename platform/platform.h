@@ -22,8 +22,10 @@
 #include "platform/proxy.h"
 #include "platform/random.h"
 #include "platform/registry.h"
+#include "platform/sockets.h"
 #include "platform/system.h"
 #include "platform/text.h"
+#include "platform/tls.h"
 #include "platform/trust.h"
 
 struct xp_platform_set {
@@ -42,6 +44,8 @@ struct xp_platform_set {
   const xp_system_ops* system;
   const xp_proxy_ops* proxy;
   const xp_random_ops* random;
+  const xp_socket_ops* sockets;
+  const xp_tls_ops* tls;
 };
 
 extern const xp_platform_set* xp_platform;

@@ -17,6 +17,8 @@ static constexpr xp_platform_set host = {
     .system = &host_system,
     .proxy = &host_proxy,
     .random = &host_random,
+    .sockets = &host_sockets,
+    .tls = &host_tls,
 };
 
 constinit const xp_platform_set* xp_platform = &host;

@@ -18,6 +18,8 @@ extern const xp_trust_ops host_trust;
 extern const xp_system_ops host_system;
 extern const xp_proxy_ops host_proxy;
 extern const xp_random_ops host_random;
+extern const xp_socket_ops host_sockets;
+extern const xp_tls_ops host_tls;
 
 // ICU's name of the user's locale. The C locale has no conventions of a person; it counts as the
 // United States, as a Windows computer without a choice does.

@@ -19,6 +19,8 @@ fake_platform::fake_platform()
       system(*real->system),
       proxy(*real->proxy),
       random(*real->random),
+      sockets(*real->sockets),
+      tls(*real->tls),
       set_{.heap = &heap,
            .lock = &lock,
            .text = &text,
@@ -33,7 +35,9 @@ fake_platform::fake_platform()
            .trust = &trust,
            .system = &system,
            .proxy = &proxy,
-           .random = &random} {
+           .random = &random,
+           .sockets = &sockets,
+           .tls = &tls} {
   xp_platform = &set_;
 }
 

@@ -35,6 +35,8 @@ struct fake_platform {
   xp_system_ops system;
   xp_proxy_ops proxy;
   xp_random_ops random;
+  xp_socket_ops sockets;
+  xp_tls_ops tls;
 
  private:
   xp_platform_set set_;
