@@ -16,6 +16,10 @@ function(add_unit_tests name)
     return()
   endif()
   add_executable(${name} ${arg_SOURCES})
+  if(NOT WIN32)
+    # Gives each run of the tests a machine folder of its own.
+    target_sources(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests/support/host/own_machine.cpp)
+  endif()
   target_link_libraries(${name} PRIVATE test_support)
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
     PROPERTIES TIMEOUT 120 LABELS "${arg_LABEL}")
