@@ -51,17 +51,22 @@ int32_t render_wide(int32_t kind, const xp_time_fields& fields, char16_t* out) {
   }
 }
 
+// `length`, or where whole UTF-8 characters end within `most` bytes. Text in another code page may
+// lose three bytes too many.
+int32_t cut_length(const char* text, int32_t length, int32_t most) {
+  if (length <= most) return length;
+  for (int32_t end = most; end > 0 && end >= most - 3; end--)
+    if ((text[end] & 0xC0) != 0x80) return end;
+  return most;
+}
+
 // `units` counts the NUL, 0 for no text. Writes at most `size` - 1 bytes of whole characters and a
 // NUL, and returns the bytes; with `buffer` null the size needed.
 int32_t put_text(const char16_t* wide, int32_t units, char* buffer, int32_t size) {
   char text[TEXT_BYTES];
   int32_t length = units > 1 ? xp_text_to_utf8(wide, units - 1, text, TEXT_BYTES - 1) : 0;
   if (!buffer) return length ? length + 1 : 0;
-  if (length >= size) {
-    length = size - 1;
-    while (length > 0 && (text[length] & 0xC0) == 0x80)
-      length--;
-  }
+  length = cut_length(text, length, size - 1);
   memcpy(buffer, text, static_cast<size_t>(length));
   buffer[length] = 0;
   return length;
@@ -90,14 +95,6 @@ struct short_text {
   const char* fallback;
 };
 
-// In the platform's 8-bit code page.
-constexpr short_text date_texts[] = {
-    {XP_LOCALE_DATE_SEPARATOR, &xp_locale::date_separator, ""},
-    {XP_LOCALE_TIME_SEPARATOR, &xp_locale::time_separator, ""},
-    {XP_LOCALE_AM, &xp_locale::am, "AM"},
-    {XP_LOCALE_PM, &xp_locale::pm, "PM"},
-};
-
 // In UTF-8. Windows' usual positive sign is an empty text, which can't be told from none.
 constexpr short_text number_texts[] = {
     {XP_LOCALE_POSITIVE_SIGN, &xp_locale::positive_sign, "+"},
@@ -106,26 +103,11 @@ constexpr short_text number_texts[] = {
     {XP_LOCALE_THOUSANDS_SEPARATOR, &xp_locale::thousands_separator, ","},
 };
 
-// Moves the text without its blanks at both ends to `out`, at most 15 bytes of it.
-void put_trimmed(const char* text, char (&out)[SHORT_BYTES]) {
-  while (*text == ' ')
-    text++;
-  size_t length = strlen(text);
-  while (length > 0 && text[length - 1] == ' ')
-    length--;
-  if (length > SHORT_BYTES - 1) length = SHORT_BYTES - 1;
-  memcpy(out, text, length);
-  out[length] = 0;
-}
-
 void load_date_texts() {
-  for (const short_text& row : date_texts) {
-    char text[WIDE_UNITS];
-    if (xp_platform->locale->item_narrow(row.item, 0, text, sizeof(text)) <= 0) text[0] = 0;
-    char(&field)[SHORT_BYTES] = snapshot.*row.field;
-    put_trimmed(text, field);
-    if (!field[0]) strcpy(field, row.fallback);
-  }
+  xp_locale_read_text(XP_LOCALE_DATE_SEPARATOR, snapshot.date_separator);
+  xp_locale_read_text(XP_LOCALE_TIME_SEPARATOR, snapshot.time_separator);
+  xp_locale_read_half(XP_LOCALE_AM, "AM", snapshot.am);
+  xp_locale_read_half(XP_LOCALE_PM, "PM", snapshot.pm);
 }
 
 void load_number_texts() {
@@ -202,6 +184,28 @@ void load() {
 }
 
 }  // namespace
+
+void xp_locale_read_text(xp_locale_item item, char (&out)[16]) {
+  if (xp_platform->locale->item_narrow(item, 0, out, sizeof(out)) <= 0) out[0] = 0;
+}
+
+void xp_locale_read_half(xp_locale_item item, const char* fallback, char (&out)[16]) {
+  char whole[WIDE_UNITS];
+  if (xp_platform->locale->item_narrow(item, 0, whole, sizeof(whole)) <= 0) whole[0] = 0;
+  const char* text = whole;
+  while (*text == ' ')
+    text++;
+  auto length = static_cast<int32_t>(strlen(text));
+  while (length > 0 && text[length - 1] == ' ')
+    length--;
+  if (length == 0) {
+    text = fallback;
+    length = static_cast<int32_t>(strlen(fallback));
+  }
+  length = cut_length(text, length, SHORT_BYTES - 1);
+  memcpy(out, text, static_cast<size_t>(length));
+  out[length] = 0;
+}
 
 const xp_locale* xp_locale_get() {
   constexpr uint32_t CALLS_MASK = 0x1FFF;

@@ -45,6 +45,13 @@ int32_t xp_time_format(const xp_time_fields* fields, int32_t kind, char* buffer,
 // The short date of the local reading of `seconds`.
 int32_t xp_time_format_local(xp_time_t seconds, char* buffer, int32_t size);
 
+// One convention in the platform's 8-bit code page as it is; empty when there is none or when it
+// has more than 15 bytes.
+void xp_locale_read_text(xp_locale_item item, char (&out)[16]);
+// The text of a half of the day, without blanks at both ends and cut to 15 bytes; `fallback` when
+// that leaves nothing.
+void xp_locale_read_half(xp_locale_item item, const char* fallback, char (&out)[16]);
+
 // ---- `fmtr`, what the reload of the snapshot asks names with --------------------------------
 
 constexpr uint32_t XP_FORMATTER = xp_tag("fmtr");

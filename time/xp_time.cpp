@@ -60,15 +60,25 @@ xp_time_t xp_time_to_fields(xp_time_t seconds, xp_time_fields* fields) {
   return seconds;
 }
 
+static xp_time_fields fields_of(const xp_system_time& reading) {
+  return {.year = reading.year,
+          .month = reading.month,
+          .day = reading.day,
+          .hour = reading.hour,
+          .minute = reading.minute,
+          .second = reading.second,
+          .weekday = reading.weekday};
+}
+
 xp_time_t xp_time_now() {
   xp_system_time now = {};
   xp_platform->clock->utc(&now);
-  const xp_time_fields fields = {.year = now.year,
-                                 .month = now.month,
-                                 .day = now.day,
-                                 .hour = now.hour,
-                                 .minute = now.minute,
-                                 .second = now.second,
-                                 .weekday = now.weekday};
+  const xp_time_fields fields = fields_of(now);
   return xp_time_from_fields(&fields);
+}
+
+xp_time_fields xp_time_local_now() {
+  xp_system_time now = {};
+  xp_platform->clock->local(&now);
+  return fields_of(now);
 }

@@ -75,6 +75,8 @@ uint32_t xp_time_step_lookup(xp_time_t seconds, uint32_t** memo, uint32_t (*func
 
 // The clock; XP_TIME_INVALID in a year out of range.
 xp_time_t xp_time_now();
+// The reading of the local clock now, with a full year and the weekday.
+xp_time_fields xp_time_local_now();
 // The zone, at most about a second old; null when the platform has none.
 const xp_zone_record* xp_time_zone();
 // Local time minus UTC at this moment, in seconds, positive east of Greenwich; at most about a

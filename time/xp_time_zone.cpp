@@ -66,22 +66,10 @@ uint32_t standard_offset(const xp_zone_record* zone) {
   return zone ? static_cast<uint32_t>(offset_of(zone->bias)) : 0;
 }
 
-xp_time_fields local_clock() {
-  xp_system_time now = {};
-  xp_platform->clock->local(&now);
-  return {.year = now.year,
-          .month = now.month,
-          .day = now.day,
-          .hour = now.hour,
-          .minute = now.minute,
-          .second = now.second,
-          .weekday = now.weekday};
-}
-
 int32_t local_offset_at(uint32_t key) {
   if (key != offset_cache.tick_key) {
     offset_cache.tick_key = key;
-    const xp_time_fields now = local_clock();
+    const xp_time_fields now = xp_time_local_now();
     const auto daylight_offset = static_cast<uint32_t>(xp_time_daylight(&now));
     offset_cache.seconds = static_cast<int32_t>(daylight_offset + standard_offset(zone_at(key)));
   }
@@ -153,8 +141,8 @@ int32_t xp_time_rules(const xp_time_fields* fields, xp_time_rule* first, xp_time
   const xp_zone_record* zone = xp_time_zone();
   if (!zone) {
     first->offset = 3600;
-    set_united_states_rules(fields ? year : xp_time_years_since_1900(local_clock().year), first,
-                            second);
+    set_united_states_rules(fields ? year : xp_time_years_since_1900(xp_time_local_now().year),
+                            first, second);
     return 1;
   }
   if (zone->standard_bias == zone->daylight_bias || !is_yearly_rule(zone->standard_date) ||
