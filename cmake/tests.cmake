@@ -35,5 +35,15 @@ if(NOT WIN32)
   add_unit_tests(host_tests LABEL host SOURCES ${host_sources})
 else()
   file(GLOB windows_sources CONFIGURE_DEPENDS tests/windows/*_test.cpp)
+  # Twice, since 8-bit calls differ: in the computer's code page, and in UTF-8 by a manifest.
   add_unit_tests(windows_tests LABEL windows SOURCES ${windows_sources})
+  add_unit_tests(windows_utf8_tests LABEL windows SOURCES ${windows_sources} tests/windows/utf8.rc)
+  foreach(program windows_tests windows_utf8_tests)
+    if(TARGET ${program})
+      add_dependencies(${program} ruvo)  # whose resources they read
+    endif()
+  endforeach()
+  set_source_files_properties(tests/windows/utf8.rc PROPERTIES
+    INCLUDE_DIRECTORIES ${PROJECT_SOURCE_DIR}/tests/windows
+    OBJECT_DEPENDS ${PROJECT_SOURCE_DIR}/tests/windows/utf8.manifest)
 endif()

@@ -1,6 +1,9 @@
 // The Windows back end: thin calls on the documented Windows API.
 #include "platform/windows/backend.h"
 
+constinit const xp_socket_ops windows_sockets = {};
+constinit const xp_tls_ops windows_tls = {};
+
 static constexpr xp_platform_set windows = {
     .heap = &windows_heap,
     .lock = &windows_lock,
@@ -17,6 +20,8 @@ static constexpr xp_platform_set windows = {
     .system = &windows_system,
     .proxy = &windows_proxy,
     .random = &windows_random,
+    .sockets = &windows_sockets,
+    .tls = &windows_tls,
 };
 
 constinit const xp_platform_set* xp_platform = &windows;

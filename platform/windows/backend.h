@@ -26,6 +26,8 @@ extern const xp_trust_ops windows_trust;
 extern const xp_system_ops windows_system;
 extern const xp_proxy_ops windows_proxy;
 extern const xp_random_ops windows_random;
+extern const xp_socket_ops windows_sockets;
+extern const xp_tls_ops windows_tls;
 
 static_assert(sizeof(wchar_t) == sizeof(char16_t));
 

@@ -31,19 +31,28 @@ xp_registry_status opened(LSTATUS result, HKEY key, xp_registry_key* out) {
 xp_registry_status registry_open(xp_registry_hive hive, const char* path, uint32_t access,
                                  xp_registry_key* out) {
   HKEY key = nullptr;
-  if (windows_8bit_carries(path))
-    return opened(RegOpenKeyExA(root_of(hive), path, 0, access, &key), key, out);
-  const windows_wide_copy wide(path);
-  if (!wide.text) return XP_REGISTRY_FAILED;
-  return opened(RegOpenKeyExW(root_of(hive), wide.text, 0, access, &key), key, out);
+  LSTATUS result;
+  if (windows_8bit_carries(path)) {
+    result = RegOpenKeyExA(root_of(hive), path, 0, access, &key);
+  } else {
+    const windows_wide_copy wide(path);
+    if (!wide.text) return XP_REGISTRY_FAILED;
+    result = RegOpenKeyExW(root_of(hive), wide.text, 0, access, &key);
+  }
+  return opened(result, key, out);
 }
 
 xp_registry_status registry_create(xp_registry_hive hive, const char* path, xp_registry_key* out) {
   HKEY key = nullptr;
-  if (windows_8bit_carries(path)) return opened(RegCreateKeyA(root_of(hive), path, &key), key, out);
-  const windows_wide_copy wide(path);
-  if (!wide.text) return XP_REGISTRY_FAILED;
-  return opened(RegCreateKeyW(root_of(hive), wide.text, &key), key, out);
+  LSTATUS result;
+  if (windows_8bit_carries(path)) {
+    result = RegCreateKeyA(root_of(hive), path, &key);
+  } else {
+    const windows_wide_copy wide(path);
+    if (!wide.text) return XP_REGISTRY_FAILED;
+    result = RegCreateKeyW(root_of(hive), wide.text, &key);
+  }
+  return opened(result, key, out);
 }
 
 // Reads a text value as UTF-16 and gives it as UTF-8: for a process whose code page may lack
