@@ -10,17 +10,13 @@ enum xp_array_flag : uint32_t {
   XP_ARRAY_LOCKED = 0x4,  // own a lock and hold it in every operation
 };
 
-// How a container treats a value that enters and one that leaves.
-using xp_value_retain = xp_object* (*)(xp_object*);
-using xp_value_release = void (*)(xp_object*);
-
 struct xp_array : xp_object {
   xp_crit* lock;  // may be null
   uint32_t flags;
-  uint32_t capacity;  // cells allocated
-  uint32_t growth;    // cells added when an append finds the array full; always 1
-  int32_t count;      // cells in use
-  xp_value_retain retain_value;
+  uint32_t capacity;             // cells allocated
+  uint32_t growth;               // cells added when an append finds the array full; always 1
+  int32_t count;                 // cells in use
+  xp_value_retain retain_value;  // xp_object_retain, or nothing for raw values
   xp_value_release release_value;
   xp_object** cells;  // null until the first growth
 };

@@ -21,7 +21,35 @@ enum xp_dict_flag : uint32_t {
   XP_DICT_SKIP_NULL = 0x20000,     // keys with a null value are passed over by walk and destruction
 };
 
-struct xp_dict;
+struct xp_dict_node;  // a key and its value
+
+// Nodes are carved out of blocks that each hold their header and, behind it, their bytes.
+struct xp_dict_block {
+  xp_dict_block* next;  // the older block
+  uint32_t used;        // offset of the first free byte behind this header
+  uint32_t capacity;    // bytes behind this header
+};
+static_assert(sizeof(xp_dict_block) == 16);
+
+constexpr uint32_t XP_DICT_INLINE_BUCKETS = 2;
+constexpr uint32_t XP_DICT_INLINE_BYTES = 128;
+
+// A dictionary of up to 16 keys keeps its two chain heads, and its first nodes, in the record. One
+// that takes keys out again has lists of free nodes behind it.
+struct xp_dict : xp_object {
+  uint32_t flags;
+  uint32_t count;         // keys
+  uint32_t block_size;    // bytes of the next block
+  uint32_t bucket_count;  // a power of two
+  xp_crit* lock;          // may be null
+  xp_value_retain retain_value;
+  xp_value_release release_value;
+  xp_dict_block* pool;     // the newest block
+  xp_dict_node** buckets;  // chain heads, the inline ones at first
+  xp_dict_node* inline_buckets[XP_DICT_INLINE_BUCKETS];
+  xp_dict_block inline_block;
+  alignas(8) uint8_t inline_bytes[XP_DICT_INLINE_BYTES];  // directly behind its header
+};
 
 // Called for one key; a non-zero result stops the walk. `key` has no NUL; `value` is borrowed.
 using xp_dict_visitor = int32_t (*)(xp_dict* dict, const char* key, int32_t key_length,

@@ -41,11 +41,15 @@ enum xp_control : int32_t {
   XP_CTL_TRAV = static_cast<int32_t>(xp_tag("trav")),  // argument: xp_trav_operation. A function
 };
 
-// Operations of the `trav` protocol: a container answers XP_TRAV_NEW, a traversal the others.
+// Operations of the `trav` protocol: a container answers XP_TRAV_NEW, a traversal the others
+// (object/xp_trav.h).
 enum xp_trav_operation : uint32_t {
   XP_TRAV_REWIND = 0,
   XP_TRAV_NEXT = 1,
+  XP_TRAV_PREV = 2,
   XP_TRAV_NEW = 3,
+  XP_TRAV_COUNT = 5,
+  XP_TRAV_SKIP = 6,
 };
 
 // What `control` returns: a number, an object or a function, by the selector.
@@ -103,6 +107,10 @@ void xp_object_free(xp_object* object);
 // containers.
 xp_object* xp_object_retain(xp_object* object);
 void xp_object_release(xp_object* object);
+
+// How a container treats a value that enters and one that leaves.
+using xp_value_retain = xp_object* (*)(xp_object*);
+using xp_value_release = void (*)(xp_object*);
 
 // The one order that is safe for any two objects: -1, 0 or 1. Null first; then by tag as a
 // number; two objects of one kind by their common `compare`, or by address when they have none.

@@ -1,0 +1,143 @@
+// The plain conversions between text and numbers of object/xp_num.h, and their scan of decimals.
+#include "object/xp_decimal.h"
+
+#include "format/xp_fmt.h"
+#include "object/xp_num.h"
+#include "object/xp_str.h"
+
+namespace {
+
+// The value of a hexadecimal digit, -1 for another byte.
+int32_t hex_value(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  const char letter = static_cast<char>(c | 0x20);
+  return letter >= 'a' && letter <= 'f' ? letter - 'a' + 10 : -1;
+}
+
+bool is_digit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+uint64_t scan_hex(const char* text, uint32_t length) {
+  uint64_t value = 0;
+  for (uint32_t i = 0; i < length; i++) {
+    const int32_t digit = hex_value(text[i]);
+    if (digit < 0) break;
+    value = value << 4 | static_cast<uint64_t>(digit);
+  }
+  return value;
+}
+
+uint64_t scan_digits(const char* text, uint32_t length) {
+  uint64_t value = 0;
+  for (uint32_t i = 0; i < length && is_digit(text[i]); i++)
+    value = value * 10 + static_cast<uint64_t>(text[i] - '0');
+  return value;
+}
+
+}  // namespace
+
+xp_decimal xp_decimal_scan(const char* text, int32_t length) {
+  xp_decimal decimal = {};
+  decimal.fraction_digits = -1;
+  if (!text || length <= 0) return decimal;
+  int32_t i = 0;
+  if (text[0] == '-') {
+    decimal.negative = true;
+    i = 1;
+  }
+  for (; i < length; i++) {
+    const char c = text[i];
+    if (is_digit(c)) {
+      decimal.scale *= 10;
+      decimal.digits = decimal.digits * 10 + static_cast<uint64_t>(c - '0');
+      if (decimal.fraction_digits >= 0) {
+        decimal.fraction_digits++;
+        if (c != '0') decimal.nonzero_fraction = true;
+      }
+    } else if (c == '.' && decimal.fraction_digits < 0) {
+      decimal.scale = 1;
+      decimal.fraction_digits = 0;
+    } else {
+      break;
+    }
+  }
+  return decimal;
+}
+
+double xp_decimal_real(const xp_decimal* decimal) {
+  double real = static_cast<double>(decimal->digits);
+  if (decimal->scale) real /= static_cast<double>(decimal->scale);
+  return decimal->negative ? -real : real;
+}
+
+int32_t xp_text_to_int(const char* text, int32_t length) {
+  return static_cast<int32_t>(xp_text_to_int64(text, length));
+}
+
+int64_t xp_text_to_int64(const char* text, int32_t length) {
+  if (!text || length == 0) return 0;
+  // A negative length is a large one: any byte that is no digit, and so the NUL, ends the text.
+  auto left = static_cast<uint32_t>(length);
+  const bool negative = text[0] == '-';
+  if (negative || text[0] == '+') {
+    text++;
+    left--;
+  }
+  const bool hex = left >= 2 && text[0] == '0' && text[1] == 'x';
+  const uint64_t value = hex ? scan_hex(text + 2, left - 2) : scan_digits(text, left);
+  return static_cast<int64_t>(negative ? 0 - value : value);
+}
+
+double xp_text_to_double(const char* text, int32_t length) {
+  const xp_decimal decimal = xp_decimal_scan(text, length);
+  return xp_decimal_real(&decimal);
+}
+
+int32_t xp_hex_to_bytes(void* buffer, int32_t size, const char* text, int32_t length) {
+  if (length < 0) length = xp_text_length(text);
+  if (!buffer) return length / 2;
+  auto* out = static_cast<uint8_t*>(buffer);
+  int32_t written = 0;
+  for (int32_t i = 0; text && i < length && written < size; i += 2) {
+    const int32_t high = hex_value(text[i]);
+    const int32_t low = length - i > 1 ? hex_value(text[i + 1]) : 0;
+    out[written++] = static_cast<uint8_t>((high < 0 ? 0 : high) << 4 | (low < 0 ? 0 : low));
+  }
+  return written;
+}
+
+namespace {
+
+// Keeps the leading bytes of `text` that leave room for a NUL.
+int32_t put_cut(char* buffer, int32_t size, const char* text, int32_t length) {
+  const int32_t shown = length < size ? length : size - 1;
+  for (int32_t i = 0; i < shown; i++)
+    buffer[i] = text[i];
+  buffer[shown] = 0;
+  return shown;
+}
+
+}  // namespace
+
+int32_t xp_int64_to_text(char* buffer, int32_t size, int64_t value) {
+  if (buffer && size <= 0) return 0;
+  if (value == INT64_MIN) {
+    const int32_t length = xp_text_length(xp_fmt_most_negative);
+    return buffer ? put_cut(buffer, size, xp_fmt_most_negative, length) : length;
+  }
+  char digits[20];
+  int32_t first = sizeof(digits);
+  uint64_t rest = value < 0 ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
+  do {
+    digits[--first] = static_cast<char>('0' + rest % 10);
+    rest /= 10;
+  } while (rest);
+  const int32_t count = static_cast<int32_t>(sizeof(digits)) - first;
+  const int32_t sign = value < 0;
+  if (!buffer) return sign + count;
+  if (sign) *buffer++ = '-';
+  // One byte holds the sign alone, without a NUL.
+  if (size == sign) return sign;
+  return sign + put_cut(buffer, size - sign, digits + first, count);
+}

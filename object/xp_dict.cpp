@@ -1,0 +1,399 @@
+#include "object/xp_dict.h"
+
+#include <stddef.h>
+#include <string.h>
+
+#include "object/xp_container.h"
+#include "object/xp_ref.h"
+#include "object/xp_trav.h"
+
+namespace {
+
+constexpr uint32_t FIRST_BLOCK = 128;        // bytes of the first block outside the record
+constexpr uint32_t LARGEST_BLOCK = 32768;    // blocks stop doubling here
+constexpr uint32_t FIRST_BUCKETS = 16;       // the first table outside it
+constexpr uint32_t LARGEST_BUCKETS = 32768;  // a table grows no further by itself
+constexpr uint32_t RECYCLE_LISTS = 32;       // one for each eight key lengths
+constexpr int32_t LONGEST_KEY = 255;
+constexpr uint32_t BUCKET_FLAGS = 0x300;  // XP_DICT_8192 and its multiples
+
+}  // namespace
+
+struct xp_dict_node {
+  xp_dict_node* next;  // of the chain
+  xp_object* value;
+  uint8_t key_length;
+  char key[7];  // runs on behind the record
+};
+
+namespace {
+
+constexpr uint32_t NODE_HEAD = offsetof(xp_dict_node, key);
+static_assert(NODE_HEAD == 17);
+
+struct dict_key {
+  const char* bytes;
+  uint32_t length;  // 1 to 255
+};
+
+// ASCII small letters as capitals, all else as it is.
+struct fold_table {
+  uint8_t byte[256];
+};
+
+consteval fold_table make_fold_table() {
+  fold_table table = {};
+  for (int i = 0; i < 256; i++)
+    table.byte[i] = static_cast<uint8_t>(i >= 'a' && i <= 'z' ? i - 0x20 : i);
+  return table;
+}
+
+constexpr fold_table fold = make_fold_table();
+
+uint32_t byte_at(const char* bytes, uint32_t i) {
+  return static_cast<uint8_t>(bytes[i]);
+}
+
+uint32_t folded_at(const char* bytes, uint32_t i) {
+  return fold.byte[static_cast<uint8_t>(bytes[i])];
+}
+
+// hash = hash * 33 + byte. Four bytes a step: the products of one step don't wait for each other.
+template <uint32_t (*at)(const char*, uint32_t)>
+uint32_t hash_bytes(const char* bytes, uint32_t length) {
+  constexpr uint32_t M = 33;
+  uint32_t hash = 5381;
+  uint32_t i = 0;
+  for (; i + 4 <= length; i += 4)
+    hash = hash * (M * M * M * M) + at(bytes, i) * (M * M * M) + at(bytes, i + 1) * (M * M) +
+           at(bytes, i + 2) * M + at(bytes, i + 3);
+  for (; i < length; i++)
+    hash = hash * M + at(bytes, i);
+  return hash;
+}
+
+bool equal_folded(const char* a, const char* b, uint32_t length) {
+  for (uint32_t i = 0; i < length; i++)
+    if (a[i] != b[i] && folded_at(a, i) != folded_at(b, i)) return false;
+  return true;
+}
+
+// False for what is no key: null and the empty text. A longer key is cut.
+bool key_from(const char* bytes, int32_t length, dict_key* out) {
+  if (!bytes) return false;
+  if (length < 0) length = static_cast<int32_t>(strnlen(bytes, LONGEST_KEY));
+  if (length > LONGEST_KEY) length = LONGEST_KEY;
+  *out = {bytes, static_cast<uint32_t>(length)};
+  return length > 0;
+}
+
+// The record of a dictionary that takes keys out again keeps their nodes, by key length / 8: the
+// nodes of one list have one rounded size.
+struct recycling_dict : xp_dict {
+  xp_dict_node* recycled[RECYCLE_LISTS];
+};
+
+xp_dict_node** recycle_list(xp_dict* dict, uint32_t key_length) {
+  return &static_cast<recycling_dict*>(dict)->recycled[key_length / 8];
+}
+
+uint32_t dict_hash(const xp_dict* dict, const char* bytes, uint32_t length) {
+  return dict->flags & XP_DICT_NOCASE ? hash_bytes<folded_at>(bytes, length)
+                                      : hash_bytes<byte_at>(bytes, length);
+}
+
+bool node_matches(const xp_dict_node* node, const dict_key& key, bool nocase) {
+  if (node->key_length != key.length) return false;
+  return nocase ? equal_folded(node->key, key.bytes, key.length)
+                : memcmp(node->key, key.bytes, key.length) == 0;
+}
+
+// The place that points at the key's node, or at the null that ends its chain.
+xp_dict_node** dict_find(xp_dict* dict, const dict_key& key, uint32_t hash) {
+  const bool nocase = dict->flags & XP_DICT_NOCASE;
+  xp_dict_node** place = &dict->buckets[hash & (dict->bucket_count - 1)];
+  while (*place && !node_matches(*place, key, nocase))
+    place = &(*place)->next;
+  return place;
+}
+
+bool dict_new_block(xp_dict* dict, uint32_t key_length) {
+  uint32_t size = dict->block_size;
+  while (size < key_length + NODE_HEAD + sizeof(xp_dict_block))
+    size *= 2;
+  dict->block_size = size;
+  auto* block = static_cast<xp_dict_block*>(xp_heap_alloc(size));
+  if (!block) return false;
+  block->capacity = size - static_cast<uint32_t>(sizeof(xp_dict_block));
+  block->next = dict->pool;
+  dict->pool = block;
+  if (dict->block_size < LARGEST_BLOCK) dict->block_size *= 2;
+  return true;
+}
+
+bool dict_has_room(xp_dict* dict, uint32_t key_length) {
+  const xp_dict_block* block = dict->pool;
+  return key_length + NODE_HEAD <= block->capacity - block->used ||
+         dict_new_block(dict, key_length);
+}
+
+xp_dict_node* dict_carve(xp_dict* dict, uint32_t key_length) {
+  xp_dict_block* block = dict->pool;
+  auto* node = reinterpret_cast<xp_dict_node*>(reinterpret_cast<uint8_t*>(block + 1) + block->used);
+  const uint32_t used = (block->used + key_length + NODE_HEAD + 7) & ~7u;
+  block->used = used < block->capacity ? used : block->capacity;
+  return node;
+}
+
+// Small dictionaries keep the two heads in their record; behind 16 keys the table follows the
+// count.
+void dict_grow_table(xp_dict* dict) {
+  if (dict->bucket_count < FIRST_BUCKETS) {
+    if (dict->count > FIRST_BUCKETS) xp_dict_rehash(dict, FIRST_BUCKETS);
+  } else if (dict->bucket_count < LARGEST_BUCKETS && dict->count > dict->bucket_count) {
+    xp_dict_rehash(dict, dict->bucket_count * 2);
+  }
+}
+
+// A node for a new key, taken from the recycled ones or carved; null when memory is out.
+xp_dict_node* dict_take_node(xp_dict* dict, uint32_t key_length) {
+  if (dict->flags & XP_DICT_NULL_REMOVES) {
+    xp_dict_node** list = recycle_list(dict, key_length);
+    if (xp_dict_node* node = *list) {
+      *list = node->next;
+      dict->count++;
+      return node;
+    }
+  }
+  if (!dict_has_room(dict, key_length)) return nullptr;
+  dict->count++;
+  dict_grow_table(dict);
+  return dict_carve(dict, key_length);
+}
+
+int32_t dict_insert(xp_dict* dict, const dict_key& key, uint32_t hash, xp_object* value) {
+  xp_dict_node* node = dict_take_node(dict, key.length);
+  if (!node) return -1;
+  xp_dict_node** head = &dict->buckets[hash & (dict->bucket_count - 1)];
+  node->next = *head;
+  *head = node;
+  node->value = dict->retain_value(value);
+  node->key_length = static_cast<uint8_t>(key.length);
+  memcpy(node->key, key.bytes, key.length);
+  return 0;
+}
+
+// Takes the node at `place` out of its chain and keeps it for a key of like length.
+void dict_remove(xp_dict* dict, xp_dict_node** place) {
+  xp_dict_node* node = *place;
+  xp_dict_node** list = recycle_list(dict, node->key_length);
+  xp_object* old = node->value;
+  *place = node->next;
+  node->value = nullptr;
+  node->next = *list;
+  *list = node;
+  dict->count--;
+  dict->release_value(old);
+}
+
+// The new value stands before the old one is released, so an object stored over itself survives.
+void dict_replace(xp_dict* dict, xp_dict_node* node, xp_object* value) {
+  xp_object* old = node->value;
+  node->value = dict->retain_value(value);
+  dict->release_value(old);
+}
+
+int32_t dict_store(xp_dict* dict, const dict_key& key, uint32_t hash, xp_object* value) {
+  xp_dict_node** place = dict_find(dict, key, hash);
+  const bool removes = dict->flags & XP_DICT_NULL_REMOVES && !value;
+  if (!*place) return removes ? 0 : dict_insert(dict, key, hash, value);
+  if (removes)
+    dict_remove(dict, place);
+  else
+    dict_replace(dict, *place, value);
+  return 0;
+}
+
+void dict_free_tables(xp_dict* dict) {
+  while (dict->pool != &dict->inline_block) {
+    xp_dict_block* block = dict->pool;
+    dict->pool = block->next;
+    xp_heap_free(block);
+  }
+  if (dict->buckets != dict->inline_buckets) xp_heap_free(dict->buckets);
+}
+
+}  // namespace
+
+static void dict_destroy(xp_object* object) {
+  auto* dict = static_cast<xp_dict*>(object);
+  {
+    xp_locked lock(dict->lock);
+    const bool skip_null = dict->flags & XP_DICT_SKIP_NULL;
+    for (uint32_t i = 0; i < dict->bucket_count; i++)
+      for (xp_dict_node* node = dict->buckets[i]; node; node = node->next)
+        if (node->value || !skip_null) dict->release_value(node->value);
+  }
+  xp_object_release(dict->lock);
+  dict_free_tables(dict);
+  xp_object_free(dict);
+}
+
+static void dict_release(xp_object* object) {
+  if (xp_object_drop(object)) xp_grave_bury(object, dict_destroy);
+}
+
+static xp_word dict_copy(xp_dict* dict, uint32_t flags) {
+  const bool deep = !(flags & 1) && !(dict->flags & XP_DICT_RAW);
+  xp_ref copy(xp_dict_new(dict->flags));
+  if (!copy) return 0;
+  xp_locked lock(dict->lock);
+  for (uint32_t i = 0; i < dict->bucket_count; i++)
+    for (xp_dict_node* node = dict->buckets[i]; node; node = node->next) {
+      xp_object* value =
+          deep ? xp_container_copy_value(node->value, flags) : dict->retain_value(node->value);
+      const int32_t stored = xp_dict_set(copy.get(), node->key, node->key_length, value);
+      dict->release_value(value);
+      if (stored != 0) return 0;
+    }
+  return reinterpret_cast<xp_word>(copy.take());
+}
+
+static xp_word dict_control(xp_object* object, int32_t selector, uint32_t argument, void*) {
+  switch (selector) {
+    case XP_CTL_COPY:
+      return dict_copy(static_cast<xp_dict*>(object), argument);
+    case XP_CTL_SUPPORTS:
+      return argument == XP_TRAV;
+    default:
+      return 0;
+  }
+}
+
+xp_dict* xp_dict_new(uint32_t flags) {
+  const size_t size = flags & XP_DICT_NULL_REMOVES ? sizeof(recycling_dict) : sizeof(xp_dict);
+  xp_ref dict(xp_object_new<xp_dict>(XP_DICT, size));
+  if (!dict) return nullptr;
+  dict->release = dict_release;
+  dict->control = dict_control;
+  dict->flags = flags;
+  dict->block_size = FIRST_BLOCK;
+  dict->bucket_count = XP_DICT_INLINE_BUCKETS;
+  dict->retain_value = flags & XP_DICT_RAW ? xp_container_keep : xp_object_retain;
+  dict->release_value = flags & XP_DICT_RAW ? xp_container_forget : xp_object_release;
+  dict->buckets = dict->inline_buckets;
+  dict->inline_block.capacity = XP_DICT_INLINE_BYTES;
+  dict->pool = &dict->inline_block;
+  if (flags & XP_DICT_LOCKED && !(dict->lock = xp_crit_new())) return nullptr;
+  if (const uint32_t buckets = flags & BUCKET_FLAGS)
+    xp_dict_rehash(dict.get(), 4096u << (buckets / XP_DICT_8192));
+  return dict.take();
+}
+
+int32_t xp_dict_set(xp_dict* dict, const char* key, int32_t length, xp_object* value) {
+  if (!dict || !key) return -1;
+  dict_key wanted;
+  if (!key_from(key, length, &wanted)) return 0;
+  const uint32_t hash = dict_hash(dict, wanted.bytes, wanted.length);
+  xp_locked lock(dict->lock);
+  return dict_store(dict, wanted, hash, value);
+}
+
+xp_object* xp_dict_get(xp_dict* dict, const char* key, int32_t length) {
+  dict_key wanted;
+  if (!dict || !key_from(key, length, &wanted)) return nullptr;
+  const uint32_t hash = dict_hash(dict, wanted.bytes, wanted.length);
+  {
+    xp_locked lock(dict->lock);
+    if (const xp_dict_node* node = *dict_find(dict, wanted, hash))
+      return dict->retain_value(node->value);
+  }
+  // Nothing is lost when the name can't be remembered: the next lookup tries again.
+  if (dict->flags & XP_DICT_INSERT)
+    (void)xp_dict_set(dict, wanted.bytes, static_cast<int32_t>(wanted.length), nullptr);
+  return nullptr;
+}
+
+uint32_t xp_dict_count(const xp_dict* dict) {
+  return dict ? dict->count : 0;
+}
+
+// ---- the walk --------------------------------------------------------------------------------
+
+namespace {
+
+constexpr uint32_t STACK_NODES = 16;
+
+int32_t order_nodes(void*, uintptr_t a, uintptr_t b, int32_t) {
+  const auto* left = reinterpret_cast<const xp_dict_node*>(a);
+  const auto* right = reinterpret_cast<const xp_dict_node*>(b);
+  const int32_t a_length = left->key_length;
+  const int32_t b_length = right->key_length;
+  const int32_t order =
+      memcmp(left->key, right->key, static_cast<size_t>(a_length < b_length ? a_length : b_length));
+  return order ? order : a_length - b_length;
+}
+
+void dict_collect(const xp_dict* dict, uintptr_t* nodes) {
+  for (uint32_t i = 0; i < dict->bucket_count; i++)
+    for (xp_dict_node* node = dict->buckets[i]; node; node = node->next)
+      *nodes++ = reinterpret_cast<uintptr_t>(node);
+}
+
+int32_t dict_visit(xp_dict* dict, const uintptr_t* nodes, uint32_t count, xp_dict_visitor visitor,
+                   void* context) {
+  const bool skip_null = dict->flags & XP_DICT_SKIP_NULL;
+  for (uint32_t i = 0; i < count; i++) {
+    const auto* node = reinterpret_cast<const xp_dict_node*>(nodes[i]);
+    if (!node->value && skip_null) continue;
+    if (visitor(dict, node->key, node->key_length, node->value, context) != 0) return -1;
+  }
+  return 0;
+}
+
+}  // namespace
+
+int32_t xp_dict_each_sorted(xp_dict* dict, xp_dict_visitor visitor, void* context) {
+  if (!dict) return 0;
+  xp_locked lock(dict->lock);
+  const uint32_t count = dict->count;
+  uintptr_t stack[STACK_NODES];
+  xp_block<uintptr_t> heap;
+  if (count > STACK_NODES) {
+    heap = xp_block<uintptr_t>::of(count);
+    if (!heap) return -1;
+  }
+  uintptr_t* nodes = heap ? heap.get() : stack;
+  dict_collect(dict, nodes);
+  (void)xp_sort(nullptr, count, nodes, order_nodes);
+  return dict_visit(dict, nodes, count, visitor, context);
+}
+
+int32_t xp_dict_key_equal(xp_dict* dict, const char* a, int32_t a_length, const char* b,
+                          int32_t b_length) {
+  if (a_length != b_length) return 0;
+  if (a_length <= 0 || a == b) return 1;
+  if (!a || !b) return 0;
+  const auto length = static_cast<uint32_t>(a_length);
+  if (dict && dict->flags & XP_DICT_NOCASE) return equal_folded(a, b, length);
+  return memcmp(a, b, length) == 0;
+}
+
+void xp_dict_rehash(xp_dict* dict, uint32_t buckets) {
+  if (!dict || buckets == 0 || (buckets & (buckets - 1))) return;
+  auto** table = static_cast<xp_dict_node**>(xp_heap_alloc(buckets * sizeof(xp_dict_node*)));
+  if (!table) return;
+  for (uint32_t i = 0; i < dict->bucket_count; i++) {
+    xp_dict_node* next;
+    for (xp_dict_node* node = dict->buckets[i]; node; node = next) {
+      next = node->next;
+      const uint32_t hash = dict_hash(dict, node->key, node->key_length);
+      xp_dict_node** head = &table[hash & (buckets - 1)];
+      node->next = *head;
+      *head = node;
+    }
+  }
+  if (dict->buckets != dict->inline_buckets) xp_heap_free(dict->buckets);
+  dict->buckets = table;
+  dict->bucket_count = buckets;
+}
