@@ -38,6 +38,9 @@ using xp_stream_rewind_slot = int32_t (*)(xp_stream* stream);
 // An output through a null argument is skipped; an unknown selector is XP_E_STREAM.
 using xp_stream_option_slot = int32_t (*)(xp_stream* stream, int32_t selector, void* argument);
 
+// The open and close slots are called by the first and the last user alone, and leave the open
+// count to the guarded forms. A wrapper's open and close do the same to its inner stream, as one
+// user of it. At the last release a kind frees what is still open itself, without its close slot.
 struct xp_stream : xp_object {
   xp_stream_open_slot open;
   xp_stream_close_slot close;
@@ -54,19 +57,29 @@ struct xp_stream : xp_object {
 [[nodiscard]] int32_t xp_stream_open(xp_stream* stream, uint32_t mode);
 // Takes one user away; the last one closes. Null and closed streams are fine.
 void xp_stream_close(xp_stream* stream);
+// Bytes delivered (1 to `length`), 0 at the end of the data (file streams: XP_E_EOF), or a negative
+// code; XP_E_STREAM for null and for a closed stream. A loop over any kind ends on a result
+// below 1.
 int32_t xp_stream_read(xp_stream* stream, void* buffer, int32_t length);
+// Bytes accepted or a negative code; XP_E_STREAM for null, for a stream that is not open for
+// writing and for null `bytes`. A kind with a buffer may accept bytes without sending them.
 int32_t xp_stream_write(xp_stream* stream, const void* bytes, int32_t length);
-// Leaves *out alone when the stream is closed.
+// *out receives the bytes that the stream holds: -1 for unknown, so whoever sizes a buffer by it
+// checks first. XP_E_STREAM for null and for a closed stream, and *out is then left alone.
 int32_t xp_stream_size(xp_stream* stream, int64_t* out);
+// Back to the first byte; XP_E_STREAM for null, for a closed stream and where it has no meaning.
 int32_t xp_stream_rewind(xp_stream* stream);
-// Works on closed streams, too.
+// Sets or asks what one kind knows; see the selectors above. Works on closed streams, too: settings
+// are given before `open`. XP_E_STREAM for null and for an unknown selector.
 int32_t xp_stream_option(xp_stream* stream, int32_t selector, void* argument);
 
 // The control slot of every stream kind: 1 for XP_CTL_SUPPORTS of `strm`.
 constexpr uint32_t XP_STREAM_PROTOCOL = xp_tag("strm");
 xp_word xp_stream_is_stream(xp_object* object, int32_t selector, uint32_t argument, void* pointer);
 
-// Formats and writes. A format of one character is written as it stands.
+// Formats and writes: the result of the write, 0 for a null or empty format, XP_E_STREAM when the
+// stream is not open for writing or memory is out. A format of one character is written as it
+// stands, without the engine, so a lone "%" is a percent sign.
 int32_t xp_stream_vprintf(xp_stream* stream, const char* format, const uint64_t* slots,
                           uint32_t count);
 

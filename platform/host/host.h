@@ -24,3 +24,7 @@ extern const xp_tls_ops host_tls;
 // ICU's name of the user's locale. The C locale has no conventions of a person; it counts as the
 // United States, as a Windows computer without a choice does.
 const char* host_user_locale();
+
+// A reader that has gone away and a file at its size limit are failed writes, not the end of the
+// process. Called before the first write of any kind.
+void host_ignore_write_signals();
