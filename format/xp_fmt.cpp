@@ -55,6 +55,15 @@ constexpr conversion conversion_rows[] = {
     {'x', xp_fmt_convert_hex_small, NUMBERS},
     {'X', xp_fmt_convert_hex, NUMBERS},
     {'p', xp_fmt_convert_pointer, POINTERS},
+    {'e', xp_fmt_convert_float, REALS},
+    {'E', xp_fmt_convert_float, REALS},
+    {'f', xp_fmt_convert_float, REALS},
+    {'F', xp_fmt_convert_float, REALS},
+    {'g', xp_fmt_convert_float, IGNORES_SUBTYPE},
+    {'G', xp_fmt_convert_float, IGNORES_SUBTYPE},
+    {'z', xp_fmt_convert_time, IGNORES_SUBTYPE},
+    {'D', xp_fmt_convert_time, IGNORES_SUBTYPE},
+    {'Z', xp_fmt_convert_local_time, IGNORES_SUBTYPE},
     {'a', put_letter_drop_argument, IGNORES_SUBTYPE},
     {'A', put_letter_drop_argument, IGNORES_SUBTYPE},
 };
@@ -66,10 +75,18 @@ struct subtype {
 };
 
 constexpr subtype subtype_rows[] = {
-    {POINTERS, 's', xp_fmt_convert_text},   {POINTERS, 'S', xp_fmt_convert_counted},
-    {POINTERS, 'P', xp_fmt_convert_pascal}, {POINTERS, 'O', xp_fmt_convert_object},
-    {POINTERS, 'U', xp_fmt_convert_guid},   {POINTERS, 'H', xp_fmt_convert_block},
-    {POINTERS, 'h', xp_fmt_convert_block},  {NUMBERS, 'T', xp_fmt_convert_tag},
+    // clang-format off
+    {POINTERS, 's', xp_fmt_convert_text},
+    {POINTERS, 'S', xp_fmt_convert_counted},
+    {POINTERS, 'P', xp_fmt_convert_pascal},
+    {POINTERS, 'O', xp_fmt_convert_object},
+    {POINTERS, 'U', xp_fmt_convert_guid},
+    {POINTERS, 'H', xp_fmt_convert_block},
+    {POINTERS, 'h', xp_fmt_convert_block},
+    {NUMBERS, 'T', xp_fmt_convert_tag},
+    {NUMBERS, 'z', xp_fmt_convert_time},
+    {NUMBERS, 'Z', xp_fmt_convert_local_time},
+    // clang-format on
 };
 
 // The rows by their character; any other character prints itself.
@@ -251,34 +268,10 @@ const char* read_directive(const char* at, xp_fmt_directive* directive, xp_fmt_c
   return at;
 }
 
-// ---- the sink --------------------------------------------------------------------------------
-
-// Where the output goes. A null `at` counts.
-struct sink {
-  char* at;
-  int32_t room;     // bytes that still fit
-  int32_t written;  // or that would be
-};
-
-void advance(sink* out, int32_t bytes) {
-  if (out->at) {
-    out->at += bytes;
-    out->room -= bytes;
-    out->written += bytes;
-  } else {
-    out->written = bytes > XP_FMT_MOST - out->written ? XP_FMT_MOST : out->written + bytes;
-  }
-}
-
-void put_literal(sink* out, const char* text, size_t length) {
-  const auto most = static_cast<size_t>(out->at ? out->room : XP_FMT_MOST);
-  if (length > most) length = most;
-  if (out->at) memcpy(out->at, text, length);
-  advance(out, static_cast<int32_t>(length));
-}
+// ---- the loop --------------------------------------------------------------------------------
 
 // Reads and prints one directive; null when it ended the format.
-const char* put_directive(sink* out, const char* at, xp_fmt_arguments* arguments) {
+const char* put_directive(xp_fmt_sink* out, const char* at, xp_fmt_arguments* arguments) {
   xp_fmt_directive directive = {};
   directive.precision = XP_FMT_NO_PRECISION;
   directive.length = -1;
@@ -293,7 +286,7 @@ const char* put_directive(sink* out, const char* at, xp_fmt_arguments* arguments
   // A byte limit is for the buffer: counting gives an upper bound.
   if (out->at && directive.precision < static_cast<uint32_t>(directive.limit))
     directive.limit = static_cast<int32_t>(directive.precision);
-  advance(out, print(&directive));
+  xp_fmt_advance(out, print(&directive));
   return at;
 }
 
@@ -302,7 +295,7 @@ const char* put_directive(sink* out, const char* at, xp_fmt_arguments* arguments
 int32_t xp_fmt_vprint(char* buffer, int32_t size, const char* format, const uint64_t* slots,
                       uint32_t count) {
   if (buffer && size < 1) return 0;
-  sink out = {buffer, buffer ? size - 1 : XP_FMT_MOST, 0};
+  xp_fmt_sink out = {buffer, buffer ? size - 1 : XP_FMT_MOST, 0};
   xp_fmt_arguments arguments = {slots, count, 0};
   const char* at = format;
   while (at && *at && out.room > 0) {
@@ -310,7 +303,7 @@ int32_t xp_fmt_vprint(char* buffer, int32_t size, const char* format, const uint
       at = put_directive(&out, at + 1, &arguments);
     } else {
       const size_t literal = strcspn(at, "%");
-      put_literal(&out, at, literal);
+      xp_fmt_put(&out, at, literal);
       at += literal;
     }
   }

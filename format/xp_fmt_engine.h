@@ -1,6 +1,8 @@
 // What the engine hands to its conversions. Inside of format/ only.
 #pragma once
 
+#include <string.h>
+
 #include "format/xp_fmt.h"
 
 // The longest piece of output. A count stays at it rather than overflow, and one byte remains
@@ -29,6 +31,40 @@ inline int32_t xp_fmt_take_int(xp_fmt_arguments* arguments) {
   return static_cast<int32_t>(static_cast<uint32_t>(xp_fmt_take(arguments)));
 }
 
+// Where output goes. A null `at` counts.
+struct xp_fmt_sink {
+  char* at;
+  int32_t room;     // bytes that still fit
+  int32_t written;  // or that would be
+};
+
+// Accounts for bytes that stand at `at` already, or would.
+inline void xp_fmt_advance(xp_fmt_sink* out, int32_t bytes) {
+  if (out->at) {
+    out->at += bytes;
+    out->room -= bytes;
+    out->written += bytes;
+  } else {
+    out->written = bytes > XP_FMT_MOST - out->written ? XP_FMT_MOST : out->written + bytes;
+  }
+}
+
+// The bytes of `text` that fit.
+inline void xp_fmt_put(xp_fmt_sink* out, const char* text, size_t length) {
+  const auto most = static_cast<size_t>(out->at ? out->room : XP_FMT_MOST);
+  if (length > most) length = most;
+  if (out->at) memcpy(out->at, text, length);
+  xp_fmt_advance(out, static_cast<int32_t>(length));
+}
+
+// Length of the whole characters within the first `most` bytes of a NUL-terminated text.
+int32_t xp_fmt_fit(const char* text, int32_t most);
+
+// The characters of a NUL-terminated text that fit as a whole.
+inline void xp_fmt_put_characters(xp_fmt_sink* out, const char* text) {
+  xp_fmt_put(out, text, static_cast<size_t>(xp_fmt_fit(text, out->at ? out->room : XP_FMT_MOST)));
+}
+
 // One parsed directive with its place in the output.
 struct xp_fmt_directive {
   uint32_t flags;               // xp_fmt_flag
@@ -45,6 +81,13 @@ struct xp_fmt_directive {
 };
 
 constexpr uint32_t XP_FMT_NO_PRECISION = 0xFFFFFFFF;
+
+// The limit of a conversion that puts a NUL of its own behind its text, counted in: it stands where
+// the engine's would, unless a precision set the limit.
+inline int32_t xp_fmt_limit_with_nul(const xp_fmt_directive* directive) {
+  const bool by_room = directive->precision > static_cast<uint32_t>(directive->room);
+  return by_room ? directive->limit + 1 : directive->limit;
+}
 
 // A conversion takes its arguments, writes at most `limit` bytes at `out` and returns how many;
 // with `out` null how many it would write.

@@ -3,6 +3,7 @@
 
 #include "format/xp_fmt.h"
 #include "format/xp_fmt_engine.h"
+#include "time/xp_locale.h"
 
 // Digits, and behind them the letter of the hexadecimal prefix.
 static const char capital_digits[] = "0123456789ABCDEFX";
@@ -26,6 +27,50 @@ struct digit_buffer {
   void push(char byte) { bytes[--start] = byte; }
   uint32_t length() const { return static_cast<uint32_t>(SIZE - start); }
 };
+
+// How digits are grouped: the sizes from the right, and what stands between the groups.
+struct grouping {
+  const uint8_t* sizes;  // null: ungrouped
+  const char* separator;
+  int32_t separator_length;
+};
+
+constexpr uint8_t GROUPS_END = 0xFF;
+
+grouping find_grouping(uint32_t flags) {
+  if (!(flags & (XP_FMT_GROUP | XP_FMT_MONEY))) return {};
+  const xp_locale* locale = xp_locale_get();
+  const bool money = (flags & XP_FMT_MONEY) != 0;
+  const char* separator = money ? locale->money_thousands_separator : locale->thousands_separator;
+  return {money ? locale->money_grouping : locale->grouping, separator, xp_fmt_fit(separator, 15)};
+}
+
+// How many digits until a separator is due, for the group at `index`.
+int32_t group_size(const grouping& groups, size_t index) {
+  const uint8_t size = groups.sizes[index];
+  return size == GROUPS_END ? 0 : size;
+}
+
+// A count of 0 means that no separator is due any more.
+void push_grouped(digit_buffer* out, uint64_t value, uint32_t base, const char* digits,
+                  const grouping& groups) {
+  constexpr size_t LAST = sizeof(xp_locale::grouping) - 1;
+  size_t index = 0;
+  int32_t due = group_size(groups, index);
+  int32_t count = 0;
+  for (; value != 0; value /= base) {
+    if (due != 0 && count == due) {
+      for (int32_t i = groups.separator_length; i > 0; i--)
+        out->push(groups.separator[i - 1]);
+      // A 0 behind a size repeats it.
+      if (index < LAST && groups.sizes[index + 1] != 0) index++;
+      due = group_size(groups, index);
+      count = 0;
+    }
+    out->push(digits[value % base]);
+    count++;
+  }
+}
 
 void push_digits(digit_buffer* out, uint64_t value, uint32_t base, const char* digits) {
   for (; value != 0; value /= base)
@@ -53,7 +98,11 @@ int32_t xp_fmt_unsigned(char* buffer, int32_t limit, uint64_t value, uint32_t ba
                         const char* digits, uint32_t flags, uint32_t width) {
   if (value == 0) return xp_fmt_text(buffer, limit, "0", 1, flags, width);
   digit_buffer out;
-  push_digits(&out, value, base, digits);
+  const grouping groups = find_grouping(flags);
+  if (groups.sizes)
+    push_grouped(&out, value, base, digits, groups);
+  else
+    push_digits(&out, value, base, digits);
   if (flags & XP_FMT_ALTERNATE) push_prefix(&out, base, digits, flags, width);
   return xp_fmt_text(buffer, limit, out.bytes + out.start, static_cast<int32_t>(out.length()),
                      flags, width);

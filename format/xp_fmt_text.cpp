@@ -298,6 +298,17 @@ int32_t xp_fmt_wide(char* buffer, int32_t limit, const char16_t* wide, int32_t l
   return xp_fmt_text(buffer, limit, converted > 0 ? bytes : "", converted, flags, width);
 }
 
+int32_t xp_fmt_fit(const char* text, int32_t most) {
+  const int32_t length = xp_text_length(text);
+  if (length <= most) return length;
+  int32_t whole = 0;
+  for (;;) {
+    const int32_t next = xp_text_character_size(text[whole]);
+    if (next > most - whole) return whole;
+    whole += next;
+  }
+}
+
 int32_t xp_fmt_guid(char* buffer, int32_t limit, const void* bytes) {
   constexpr int32_t GUID_SIZE = 36;
   static const char hex[] = "0123456789ABCDEF";
@@ -400,10 +411,7 @@ int32_t xp_fmt_convert_object(const xp_fmt_directive* directive) {
 
 int32_t xp_fmt_convert_guid(const xp_fmt_directive* directive) {
   const void* bytes = xp_fmt_take_pointer<void>(directive->arguments);
-  // The terminator goes where the engine's own NUL would stand.
-  int32_t limit = directive->limit;
-  if (directive->precision > static_cast<uint32_t>(directive->room)) limit++;
-  return xp_fmt_guid(directive->out, limit, bytes);
+  return xp_fmt_guid(directive->out, xp_fmt_limit_with_nul(directive), bytes);
 }
 
 int32_t xp_fmt_convert_tag(const xp_fmt_directive* directive) {

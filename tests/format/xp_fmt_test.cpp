@@ -71,6 +71,7 @@ TEST(Fmt, ExtensionsAreTakenOnlyInTheirForms) {
   EXPECT_EQ(print("%d{", 5), "5{");
   EXPECT_EQ(print("%d{:", 5), "5");
   EXPECT_EQ(print("%i{T}|%T{d}|", 5, 0x20202020), "5|    |") << "no families of theirs";
+  EXPECT_EQ(print("%g{s}|%e{T}|", 0, 7.5), "0|T|") << "a family without members";
 }
 
 TEST(Fmt, UnknownConversionsPrintTheirLetter) {
