@@ -6,17 +6,14 @@
 #include "object/xp_ref.h"
 #include "object/xp_trav.h"
 
-static void array_destroy(xp_object* object) {
+static void array_release(xp_object* object) {
+  if (!xp_object_drop(object)) return;
   auto* array = static_cast<xp_array*>(object);
   for (int32_t i = 0; i < array->count; i++)
     array->release_value(array->cells[i]);
   xp_heap_free(array->cells);
   xp_object_release(array->lock);
   xp_object_free(array);
-}
-
-static void array_release(xp_object* object) {
-  if (xp_object_drop(object)) xp_grave_bury(object, array_destroy);
 }
 
 // Gives the block exactly `capacity` cells; new ones are null. On failure the array is empty and

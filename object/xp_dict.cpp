@@ -225,7 +225,8 @@ void dict_free_tables(xp_dict* dict) {
 
 }  // namespace
 
-static void dict_destroy(xp_object* object) {
+static void dict_release(xp_object* object) {
+  if (!xp_object_drop(object)) return;
   auto* dict = static_cast<xp_dict*>(object);
   {
     xp_locked lock(dict->lock);
@@ -237,10 +238,6 @@ static void dict_destroy(xp_object* object) {
   xp_object_release(dict->lock);
   dict_free_tables(dict);
   xp_object_free(dict);
-}
-
-static void dict_release(xp_object* object) {
-  if (xp_object_drop(object)) xp_grave_bury(object, dict_destroy);
 }
 
 static xp_word dict_copy(xp_dict* dict, uint32_t flags) {

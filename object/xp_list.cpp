@@ -1,6 +1,5 @@
 #include "object/xp_list.h"
 
-#include "object/xp_container.h"
 #include "object/xp_ref.h"
 #include "object/xp_trav.h"
 
@@ -76,7 +75,8 @@ xp_elem* elem_new(xp_list* owner, xp_object* value) {
 // ---- list ------------------------------------------------------------------------------------
 
 // No cursor is left in the ring: each keeps its list alive.
-static void list_destroy(xp_object* object) {
+static void list_release(xp_object* object) {
+  if (!xp_object_drop(object)) return;
   auto* list = static_cast<xp_list*>(object);
   while (list->next != list) {
     xp_node* elem = list->next;
@@ -86,10 +86,6 @@ static void list_destroy(xp_object* object) {
     xp_object_release(elem);
   }
   xp_object_free(list);
-}
-
-static void list_release(xp_object* object) {
-  if (xp_object_drop(object)) xp_grave_bury(object, list_destroy);
 }
 
 static xp_word list_control(xp_object* object, int32_t selector, uint32_t argument, void*) {

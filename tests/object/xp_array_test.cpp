@@ -130,15 +130,6 @@ TEST(Array, EmptyAndUsableAfterAFailedGrowth) {
   EXPECT_EQ(xp_array_append(array.get(), nullptr), 0);
 }
 
-TEST(Array, NestingCostsNoStackToRelease) {
-  xp_ref outer(xp_array_new(0));
-  for (int32_t depth = 0; depth < 300000; depth++) {
-    xp_ref next(xp_array_new(0));
-    (void)xp_array_append(next.get(), outer.get());
-    outer = std::move(next);
-  }
-}
-
 TEST(Array, EveryAllocationMayFail) {
   sweep_allocations([](heap_watch&) {
     xp_ref array(array_of_strings(3));
