@@ -143,7 +143,7 @@ TEST(List, EveryAllocationMayFail) {
     xp_ref list(xp_list_new());
     xp_ref value(xp_str_new("a"));
     const int32_t count = xp_list_append(list.get(), value.get());
-    if (list) EXPECT_EQ(list->count, count);
+    EXPECT_EQ(list ? list->count : 0, count);
     xp_ref array(xp_array_new(0));
     for (xp_object* each :
          {static_cast<xp_object*>(list.get()), static_cast<xp_object*>(array.get()),
