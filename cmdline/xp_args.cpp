@@ -76,7 +76,11 @@ char* with_backslashes(const char* text) {
   return copy;
 }
 
+// Paths enter the system here, so this is where a computer's own way of writing them is left.
 xp_object* new_path(const char* text) {
+  constexpr uint32_t ROOM = 4096;
+  auto native = xp_block<>::of(ROOM);
+  if (native && xp_platform->files->from_native(text, native.get(), ROOM)) text = native.get();
   xp_ref current(xp_path_known(xp_tag("curr")));
   return xp_path_resolve(current.get(), text);
 }

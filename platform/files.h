@@ -71,6 +71,10 @@ struct xp_file_ops {
   xp_file_status (*find_next)(xp_find_handle find, xp_find_entry* entry);
   void (*find_close)(xp_find_handle find);
 
+  // The form with backslashes, and where needed a drive letter, of a path that a person wrote in
+  // the computer's own way; UTF-8 with a NUL. The bytes without the NUL; 0 when the text needs no
+  // change, as always on Windows, and when it doesn't fit `capacity` bytes.
+  uint32_t (*from_native)(const char* text, char* out, uint32_t capacity);
   // The absolute form of `path` with a NUL. The result is the number of units without the NUL
   // when it fits `capacity` units, otherwise the units needed with it; 0 on failure.
   uint32_t (*full_path)(const char16_t* path, char16_t* out, uint32_t capacity);

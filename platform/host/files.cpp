@@ -408,6 +408,7 @@ constinit const xp_file_ops host_files = {.open = host_open,
                                           .find_first = host_find_first,
                                           .find_next = host_find_next,
                                           .find_close = host_find_close,
+                                          .from_native = host_from_native,
                                           .full_path = host_full_path,
                                           .temp_folder = host_temp_folder,
                                           .temp_name = host_temp_name};

@@ -38,6 +38,10 @@ constexpr uint32_t HOST_WIDE_SIZE = 32768;
 // units needed with it; 0 for an empty path and when there is no current folder to start from.
 uint32_t host_full_path(const char16_t* path, char16_t* out, uint32_t capacity);
 
+// The slot `from_native` of the files: "/tmp/a.msi" is Z:\tmp\a.msi, and in any other path "/"
+// becomes a backslash.
+uint32_t host_from_native(const char* text, char* out, uint32_t capacity);
+
 // The Windows name of an absolute Linux path: C:\... inside the machine folder's drive_c, otherwise
 // Z:\... The result is as for host_full_path; 0 also for a path that holds a backslash, which has
 // no Windows name.

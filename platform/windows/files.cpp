@@ -108,6 +108,11 @@ void files_find_close(xp_find_handle find) {
   FindClose(handle_of(find));
 }
 
+// A Windows path is what it is.
+uint32_t files_from_native(const char*, char*, uint32_t) {
+  return 0;
+}
+
 uint32_t files_full_path(const char16_t* path, char16_t* out, uint32_t capacity) {
   return GetFullPathNameW(windows_wide(path), capacity, windows_wide(out), nullptr);
 }
@@ -177,6 +182,7 @@ constinit const xp_file_ops windows_files = {.open = files_open,
                                              .find_first = files_find_first,
                                              .find_next = files_find_next,
                                              .find_close = files_find_close,
+                                             .from_native = files_from_native,
                                              .full_path = files_full_path,
                                              .temp_folder = files_temp_folder,
                                              .temp_name = files_temp_name};
