@@ -10,6 +10,8 @@
 # Why each setting:
 # - winedbg.exe=   a crash then always ends with code 5; else a debugger starts, and the code may be 0
 # - mscoree, mshtml=  no offer to install them
+# - wintrust, secur32=n,b  a scripted service of that name that a test loads, or that lies beside
+#                  the program, is taken; without one, Wine's own
 # - no DISPLAY     a message box returns at once instead of waiting for a person
 # - no http_proxy  Wine would report it as the computer's default proxy
 # - C.UTF-8        command-line arguments beyond ASCII arrive
@@ -23,7 +25,7 @@ export WINEPREFIX="$ruvo_wine_home/prefix"
 export HOME="$ruvo_wine_home/home"
 export WINEARCH=win64
 export WINEDEBUG=-all
-export WINEDLLOVERRIDES="mscoree,mshtml,winedbg.exe="
+export WINEDLLOVERRIDES="mscoree,mshtml,winedbg.exe=;wintrust,secur32=n,b"
 export LANG=C.UTF-8
 unset LC_ALL DISPLAY WAYLAND_DISPLAY http_proxy HTTP_PROXY https_proxy HTTPS_PROXY
 

@@ -2,8 +2,12 @@
 #include <gtest/gtest.h>
 
 #include "platform/windows/backend.h"
+#include "tests/support/fakes.h"
 #include "tests/windows/windows_support.h"
 #include "time/xp_time.h"
+
+// Order matters: this needs windows.h.
+#include <winhttp.h>
 
 namespace {
 
@@ -177,12 +181,51 @@ TEST(windows_text, NarrowComparisonSeesEveryCharacter) {
   EXPECT_GT(order((longer + "y").c_str(), longer.c_str()), 0);
 }
 
-TEST(windows_proxy, ListsAreFreshBlocks) {
+// The configuration of the computer, put back at the end of the scope.
+struct proxy_configuration {
+  proxy_configuration() { WinHttpGetDefaultProxyConfiguration(&before); }
+  ~proxy_configuration() {
+    WinHttpSetDefaultProxyConfiguration(&before);
+    if (before.lpszProxy) GlobalFree(before.lpszProxy);
+    if (before.lpszProxyBypass) GlobalFree(before.lpszProxyBypass);
+  }
+  static void set(const wchar_t* proxies, const wchar_t* bypasses) {
+    WINHTTP_PROXY_INFO info = {
+        .dwAccessType = static_cast<DWORD>(proxies ? WINHTTP_ACCESS_TYPE_NAMED_PROXY
+                                                   : WINHTTP_ACCESS_TYPE_NO_PROXY),
+        .lpszProxy = const_cast<wchar_t*>(proxies),
+        .lpszProxyBypass = const_cast<wchar_t*>(bypasses)};
+    ASSERT_TRUE(WinHttpSetDefaultProxyConfiguration(&info)) << GetLastError();
+  }
+
+  WINHTTP_PROXY_INFO before = {};
+};
+
+TEST(windows_proxy, ListsOfTheComputerComeAsTheyAre) {
+  const proxy_configuration restored;
+  sweep_allocations([](heap_watch& watch) {
+    proxy_configuration::set(L"http=p1:80;https=p2:81", L"<local>");
+    char16_t* proxies = reinterpret_cast<char16_t*>(1);
+    char16_t* bypasses = reinterpret_cast<char16_t*>(1);
+    const bool known = xp_platform->proxy->defaults(&proxies, &bypasses);
+    if (watch.failed()) {
+      EXPECT_FALSE(known);
+      EXPECT_EQ(proxies, nullptr);
+      EXPECT_EQ(bypasses, nullptr);
+      return;
+    }
+    ASSERT_TRUE(known);
+    EXPECT_EQ(std::u16string(proxies), u"http=p1:80;https=p2:81");
+    EXPECT_EQ(std::u16string(bypasses), u"<local>");
+    xp_heap_free(proxies);
+    xp_heap_free(bypasses);
+  });
+  proxy_configuration::set(nullptr, nullptr);
   char16_t* proxies = reinterpret_cast<char16_t*>(1);
   char16_t* bypasses = reinterpret_cast<char16_t*>(1);
-  ASSERT_TRUE(xp_platform->proxy->defaults(&proxies, &bypasses));
-  xp_heap_free(proxies);
-  xp_heap_free(bypasses);
+  EXPECT_TRUE(xp_platform->proxy->defaults(&proxies, &bypasses));
+  EXPECT_EQ(proxies, nullptr);
+  EXPECT_EQ(bypasses, nullptr);
 }
 
 TEST(windows_random, FillsWhatItIsAskedTo) {
