@@ -7,6 +7,7 @@
 
 #include "platform/host/pe_file.h"
 #include "tests/host/test_machine.h"
+#include "tests/host/test_program.h"
 #include "tests/support/fakes.h"
 
 namespace {
@@ -22,42 +23,6 @@ std::string os_version(const std::string& values) {
          std::to_string(version.build);
 }
 
-void put(std::string* bytes, size_t at, uint32_t value, int size = 4) {
-  for (int i = 0; i < size; i++)
-    (*bytes)[at + static_cast<size_t>(i)] = static_cast<char>(value >> 8 * i);
-}
-
-// A program with nothing in it but a version resource: headers, one section at 0x200.
-std::string program_with_version(uint32_t high, uint32_t low) {
-  std::string bytes(0x400, 0);
-  const size_t header = 0x40, optional = header + 24, section = optional + 240, data = 0x200;
-  bytes.replace(0, 2, "MZ");
-  put(&bytes, 60, header);
-  bytes.replace(header, 4, std::string("PE\0\0", 4));
-  put(&bytes, header + 6, 1, 2);
-  put(&bytes, header + 20, 240, 2);
-  put(&bytes, optional, 0x20B, 2);
-  put(&bytes, optional + 108, 16);
-  put(&bytes, optional + 112 + 16, 0x1000);
-  put(&bytes, optional + 112 + 20, 0x200);
-  put(&bytes, section + 12, 0x1000);
-  put(&bytes, section + 16, 0x200);
-  put(&bytes, section + 20, data);
-  const uint32_t ids[] = {16, 1, 1033};
-  for (uint32_t level = 0; level < 3; level++) {
-    const size_t folder = data + level * 24;
-    put(&bytes, folder + 14, 1, 2);
-    put(&bytes, folder + 16, ids[level]);
-    put(&bytes, folder + 20, level < 2 ? 0x80000000 | (level + 1) * 24 : 72);
-  }
-  put(&bytes, data + 72, 0x1000 + 96);
-  put(&bytes, data + 76, 92);
-  put(&bytes, data + 96 + 40, 0xFEEF04BD);
-  put(&bytes, data + 96 + 48, high);
-  put(&bytes, data + 96 + 52, low);
-  return bytes;
-}
-
 }  // namespace
 
 TEST(System, WindowsVersionIsWhatTheRegistrySays) {
@@ -71,7 +36,7 @@ TEST(System, WindowsVersionIsWhatTheRegistrySays) {
 
 TEST(System, VersionOfAProgramIsThatOfItsResource) {
   test_machine machine;
-  const std::string program = program_with_version(8 << 16 | 1, 70000);
+  const std::string program = test_program(8 << 16 | 1, 70000);
   machine.write("drive_c/windows/prog.exe", program);
   machine.write("drive_c/windows/text.exe", "MZ no program");
   xp_file_version version = {};
@@ -85,7 +50,7 @@ TEST(System, VersionOfAProgramIsThatOfItsResource) {
 }
 
 TEST(System, BrokenProgramsHaveNoVersionAndDoNoHarm) {
-  const std::string whole = program_with_version(1, 2);
+  const std::string whole = test_program(1, 2);
   for (size_t i = 0; i < whole.size(); i++) {
     for (const int change : {-1, 0x80, 0xFF}) {
       // A block of the exact size, so that the sanitizer sees a read beyond its end.
