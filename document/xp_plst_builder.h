@@ -21,12 +21,16 @@ struct xp_plst_containers {
   xp_object* items[XP_PLST_DEPTH];
 };
 
-// The keys that wait for their values, the newest on top. They lie one behind the other in one
-// growing block (each a length byte behind its text), so that a pair costs no allocation for its
-// key and a text of keys alone costs no more than linear time.
+// A key in the text that is being read.
+struct xp_plst_key {
+  const char* text;
+  uint32_t length;
+};
+
+// The keys that wait for their values, the newest on top.
 struct xp_plst_keys {
-  char* bytes;
-  size_t used;
+  xp_plst_key* items;
+  size_t count;
   size_t capacity;
 };
 
@@ -54,8 +58,8 @@ xp_object* xp_plst_top(const xp_plst_builder* builder);
 // when there is none or when memory is out.
 xp_object* xp_plst_pop(xp_plst_builder* builder);
 
-// Copies a key on top of the waiting ones; of a longer one the first 255 bytes, which is all that
-// a dictionary looks at. 0, or -1 when memory is out.
+// Puts a key on top of the waiting ones. Its text is not copied: it stays alive as long as the
+// run, like the text that is being read. 0, or -1 when memory is out.
 [[nodiscard]] int32_t xp_plst_push_key(xp_plst_builder* builder, const char* text, uint32_t length);
 
 // Hands a finished value to where it belongs, taking the caller's reference over in any case: to
@@ -64,17 +68,12 @@ xp_object* xp_plst_pop(xp_plst_builder* builder);
 // value and when memory is out.
 [[nodiscard]] int32_t xp_plst_attach(xp_plst_builder* builder, xp_object* value);
 
-// Adds to an array that is being read, taking the reference over: grows it by at least `step`
-// cells and by doubling, so that adding n values takes time linear in n. A null value makes an
-// empty cell. 0, or -1 when memory is out.
-[[nodiscard]] int32_t xp_plst_append(xp_array* array, xp_object* value, uint32_t step);
+// Adds to an array that is being read, taking the reference over. Room doubles, so that adding n
+// values takes time linear in n; xp_plst_pop gives the surplus back. A null value makes an empty
+// cell. 0, or -1 when memory is out.
+[[nodiscard]] int32_t xp_plst_append(xp_array* array, xp_object* value);
 
 // Replaces `pending`, taking the reference over; null clears it.
 void xp_plst_set_pending(xp_plst_builder* builder, xp_object* value);
 // Takes `pending` out and hands it to the caller.
 xp_object* xp_plst_take_pending(xp_plst_builder* builder);
-
-// The text of a record as a string.
-inline xp_str* xp_plst_string(const xp_xml_record* record) {
-  return xp_str_new_n(record->text, static_cast<int32_t>(record->length));
-}
