@@ -89,33 +89,6 @@ constexpr subtype subtype_rows[] = {
     // clang-format on
 };
 
-// The rows by their character; any other character prints itself.
-struct conversion_table {
-  conversion by_letter[256];
-};
-
-consteval conversion_table make_conversion_table() {
-  conversion_table table = {};
-  for (conversion& row : table.by_letter)
-    row = {0, put_letter, IGNORES_SUBTYPE};
-  for (const conversion& row : conversion_rows)
-    table.by_letter[static_cast<uint8_t>(row.letter)] = row;
-  return table;
-}
-
-constexpr conversion_table conversions = make_conversion_table();
-
-// A subtype that isn't listed uses up an argument and prints its letter.
-xp_fmt_conversion find_subtype(family of, char letter) {
-  for (const subtype& row : subtype_rows)
-    if (row.of == of && row.letter == letter) return row.print;
-  return put_letter_drop_argument;
-}
-
-// ---- the directive parser --------------------------------------------------------------------
-
-// Each step takes the read position and returns the one behind what it has read.
-
 // Bits of one flag character or 0.
 constexpr uint32_t flag_of(char c) {
   switch (c) {
@@ -141,6 +114,36 @@ constexpr uint32_t flag_of(char c) {
 bool is_digit(char c) {
   return c >= '0' && c <= '9';
 }
+
+// The rows by their character; any other character prints itself.
+struct conversion_table {
+  conversion by_letter[256];
+  bool decorates[256];  // characters that can stand between the `%` and the conversion
+};
+
+consteval conversion_table make_conversion_table() {
+  conversion_table table = {};
+  for (conversion& row : table.by_letter)
+    row = {0, put_letter, IGNORES_SUBTYPE};
+  for (const conversion& row : conversion_rows)
+    table.by_letter[static_cast<uint8_t>(row.letter)] = row;
+  for (const char c : "#-+' ,0123456789*.lIt")
+    table.decorates[static_cast<uint8_t>(c)] = true;
+  return table;
+}
+
+constexpr conversion_table conversions = make_conversion_table();
+
+// A subtype that isn't listed uses up an argument and prints its letter.
+xp_fmt_conversion find_subtype(family of, char letter) {
+  for (const subtype& row : subtype_rows)
+    if (row.of == of && row.letter == letter) return row.print;
+  return put_letter_drop_argument;
+}
+
+// ---- the directive parser --------------------------------------------------------------------
+
+// Each step takes the read position and returns the one behind what it has read.
 
 // A number too large stays at the largest.
 const char* read_number(const char* at, uint32_t* value) {
@@ -245,13 +248,17 @@ const char* read_extension(const char* at, char* subtype_letter, xp_fmt_directiv
   return *at ? at + 1 : at;
 }
 
-// Reads the directive behind its `%`. Null when the format ends before a conversion character.
-const char* read_directive(const char* at, xp_fmt_directive* directive, xp_fmt_conversion* print) {
+const char* read_decoration(const char* at, xp_fmt_directive* directive) {
   at = read_position(at, directive->arguments);
   at = read_flags(at, &directive->flags);
   at = read_amount(at, directive, &directive->width);
   if (*at == '.') at = read_amount(at + 1, directive, &directive->precision);
-  at = read_length(at, &directive->flags);
+  return read_length(at, &directive->flags);
+}
+
+// Reads the directive behind its `%`. Null when the format ends before a conversion character.
+const char* read_directive(const char* at, xp_fmt_directive* directive, xp_fmt_conversion* print) {
+  if (conversions.decorates[static_cast<uint8_t>(*at)]) at = read_decoration(at, directive);
   if (!*at) return nullptr;
 
   const conversion& row = conversions.by_letter[static_cast<uint8_t>(*at)];
@@ -302,9 +309,7 @@ int32_t xp_fmt_vprint(char* buffer, int32_t size, const char* format, const uint
     if (*at == '%') {
       at = put_directive(&out, at + 1, &arguments);
     } else {
-      const size_t literal = strcspn(at, "%");
-      xp_fmt_put(&out, at, literal);
-      at += literal;
+      at = xp_fmt_put_until(&out, at, nullptr, '%');
     }
   }
   if (out.at) *out.at = 0;

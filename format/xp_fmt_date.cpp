@@ -78,32 +78,43 @@ struct letter_row;
 using letter_print = void (*)(xp_fmt_sink* out, const xp_time_fields* fields,
                               const letter_row* row);
 
-// One letter: how it prints, and from what.
+// One letter and how it prints.
 struct letter_row {
   char letter;
   letter_print print;
-  fields_number number;  // for put_number
-  int32_t digits;        // least digits, filled with zeros; negative: least places, with blanks
-  const char* text;      // a text or a format of other letters
-  fields_text name;      // null when the field is out of range
-  int32_t form;          // for put_locale, an xp_time_format_kind
+  int32_t digits;    // least digits, filled with zeros; negative: least places, with blanks
+  const char* text;  // a text or a format of other letters
+  int32_t form;      // of the locale, an xp_time_format_kind
 };
 
-void put_number(xp_fmt_sink* out, const xp_time_fields* fields, const letter_row* row) {
-  const uint32_t value = row->number(fields);
-  if (row->digits == 2 && value < 100 && out->at && out->room >= 2) {
-    out->at[0] = static_cast<char>('0' + value / 10);
-    out->at[1] = static_cast<char>('0' + value % 10);
-    return xp_fmt_advance(out, 2);
-  }
-  const bool zeros = row->digits > 0;
-  const auto width = static_cast<uint32_t>(zeros ? row->digits : -row->digits);
-  xp_fmt_advance(out, xp_fmt_unsigned(out->at, out->room, value, 10, "0123456789ABCDEFX",
-                                      zeros ? XP_FMT_ZERO : 0u, width));
+void put_long_number(xp_fmt_sink* out, uint32_t value, int32_t least, char fill) {
+  char digits[16];
+  int32_t start = sizeof(digits);
+  do
+    digits[--start] = static_cast<char>('0' + value % 10);
+  while (value /= 10);
+  while (static_cast<int32_t>(sizeof(digits)) - start < least)
+    digits[--start] = fill;
+  xp_fmt_put(out, digits + start, sizeof(digits) - static_cast<size_t>(start));
 }
 
-void put_name(xp_fmt_sink* out, const xp_time_fields* fields, const letter_row* row) {
-  if (const char* name = row->name(fields)) xp_fmt_put_characters(out, name);
+// Most numbers have one or two digits, and room.
+template <fields_number number>
+void put_number(xp_fmt_sink* out, const xp_time_fields* fields, const letter_row* row) {
+  const uint32_t value = number(fields);
+  const char fill = row->digits < 0 ? ' ' : '0';
+  const int32_t least = row->digits < 0 ? -row->digits : row->digits;
+  if (least != 2 || value > 99 || !out->at || out->room < 2)
+    return put_long_number(out, value, least, fill);
+  out->at[0] = value < 10 ? fill : static_cast<char>('0' + value / 10);
+  out->at[1] = static_cast<char>('0' + value % 10);
+  xp_fmt_advance(out, 2);
+}
+
+// Nothing when the field is out of range.
+template <fields_text name>
+void put_name(xp_fmt_sink* out, const xp_time_fields* fields, const letter_row*) {
+  if (const char* text = name(fields)) xp_fmt_put_characters(out, text);
 }
 
 void put_text(xp_fmt_sink* out, const xp_time_fields*, const letter_row* row) {
@@ -132,20 +143,22 @@ void put_zone(xp_fmt_sink* out, const xp_time_fields* fields, const letter_row*)
 
 void put_letters(xp_fmt_sink* out, const xp_time_fields* fields, const letter_row* row);
 
-constexpr letter_row number(char letter, int32_t digits, fields_number value) {
-  return {letter, put_number, value, digits, nullptr, nullptr, 0};
-}
 constexpr letter_row text(char letter, const char* value) {
-  return {letter, put_text, nullptr, 0, value, nullptr, 0};
+  return {letter, put_text, 0, value, 0};
 }
 constexpr letter_row letters(char letter, const char* format) {
-  return {letter, put_letters, nullptr, 0, format, nullptr, 0};
-}
-constexpr letter_row name(char letter, fields_text value) {
-  return {letter, put_name, nullptr, 0, nullptr, value, 0};
+  return {letter, put_letters, 0, format, 0};
 }
 constexpr letter_row locale(char letter, xp_time_format_kind form) {
-  return {letter, put_locale, nullptr, 0, nullptr, nullptr, form};
+  return {letter, put_locale, 0, nullptr, form};
+}
+template <fields_number value>
+constexpr letter_row number(char letter, int32_t digits) {
+  return {letter, put_number<value>, digits, nullptr, 0};
+}
+template <fields_text value>
+constexpr letter_row name(char letter) {
+  return {letter, put_name<value>, 0, nullptr, 0};
 }
 
 const char* day_abbreviation(const xp_time_fields* f) {
@@ -164,100 +177,117 @@ const char* month_name(const xp_time_fields* f) {
   return has_month(f) ? xp_locale_get()->month_names[f->month - 1] : nullptr;
 }
 
+const char* half_of_day(const xp_time_fields* f) {
+  const xp_locale* conventions = xp_locale_get();
+  return f->hour < 12 ? conventions->am : conventions->pm;
+}
+const char* date_separator(const xp_time_fields*) {
+  return xp_locale_get()->date_separator;
+}
+const char* time_separator(const xp_time_fields*) {
+  return xp_locale_get()->time_separator;
+}
+
 using fields_in = const xp_time_fields*;
 
 constexpr letter_row letter_rows[] = {
-    name('a', day_abbreviation),
-    name('A', day_name),
-    name('b', month_abbreviation),
-    name('B', month_name),
+    // clang-format off
+    name<day_abbreviation>('a'),
+    name<day_name>('A'),
+    name<month_abbreviation>('b'),
+    name<month_name>('B'),
     letters('c', "%a %b %e %H:%M:%S %Y"),
-    number('C', 2, [](fields_in f) { return f->year / 100u; }),
-    number('d', 2, [](fields_in f) { return uint32_t{f->day}; }),
+    number<[](fields_in f) { return f->year / 100u; }>('C', 2),
+    number<[](fields_in f) { return uint32_t{f->day}; }>('d', 2),
     letters('D', "%m/%d/%y"),
-    number('e', -2, [](fields_in f) { return uint32_t{f->day}; }),
+    number<[](fields_in f) { return uint32_t{f->day}; }>('e', -2),
     text('f', "000000"),  // the time has no fractions
     letters('F', "%Y-%m-%d"),
-    number('g', 2, [](fields_in f) { return static_cast<uint32_t>(find_iso_week(f).year % 100); }),
-    number('G', 4, [](fields_in f) { return static_cast<uint32_t>(find_iso_week(f).year); }),
-    name('h', month_abbreviation),
-    number('H', 2, [](fields_in f) { return uint32_t{f->hour}; }),
-    number('I', 2, hour_of_12),
-    number('j', 3, [](fields_in f) { return static_cast<uint32_t>(day_of_year(f) + 1); }),
-    number('k', -2, [](fields_in f) { return uint32_t{f->hour}; }),
-    number('l', -2, hour_of_12),
-    number('m', 2, [](fields_in f) { return uint32_t{f->month}; }),
-    number('M', 2, [](fields_in f) { return uint32_t{f->minute}; }),
+    number<[](fields_in f) { return static_cast<uint32_t>(find_iso_week(f).year % 100); }>('g', 2),
+    number<[](fields_in f) { return static_cast<uint32_t>(find_iso_week(f).year); }>('G', 4),
+    name<month_abbreviation>('h'),
+    number<[](fields_in f) { return uint32_t{f->hour}; }>('H', 2),
+    number<hour_of_12>('I', 2),
+    number<[](fields_in f) { return static_cast<uint32_t>(day_of_year(f) + 1); }>('j', 3),
+    number<[](fields_in f) { return uint32_t{f->hour}; }>('k', -2),
+    number<hour_of_12>('l', -2),
+    number<[](fields_in f) { return uint32_t{f->month}; }>('m', 2),
+    number<[](fields_in f) { return uint32_t{f->minute}; }>('M', 2),
     text('n', "\n"),
-    name('p',
-         [](fields_in f) {
-           const char* am = xp_locale_get()->am;
-           return f->hour < 12 ? am : static_cast<const char*>(xp_locale_get()->pm);
-         }),
+    name<half_of_day>('p'),
     locale('Q', XP_TIME_NO_SECONDS),
     letters('r', "%I:%M:%S %p"),
     letters('R', "%H:%M"),
-    number('s', 0, [](fields_in f) { return xp_time_from_fields(f); }),
-    number('S', 2, [](fields_in f) { return uint32_t{f->second}; }),
+    number<xp_time_from_fields>('s', 0),
+    number<[](fields_in f) { return uint32_t{f->second}; }>('S', 2),
     text('t', "\t"),
     letters('T', "%H:%M:%S"),
-    number('u', 0, [](fields_in f) { return f->weekday == 0 ? 7u : f->weekday; }),
-    number('U', 2, [](fields_in f) { return week_from(f, 0); }),
+    number<[](fields_in f) { return f->weekday == 0 ? 7u : f->weekday; }>('u', 0),
+    number<[](fields_in f) { return week_from(f, 0); }>('U', 2),
     letters('v', "%e-%b-%Y"),
-    number('V', 2, [](fields_in f) { return static_cast<uint32_t>(find_iso_week(f).week); }),
-    number('w', 0, [](fields_in f) { return uint32_t{f->weekday}; }),
-    number('W', 2, [](fields_in f) { return week_from(f, 1); }),
+    number<[](fields_in f) { return static_cast<uint32_t>(find_iso_week(f).week); }>('V', 2),
+    number<[](fields_in f) { return uint32_t{f->weekday}; }>('w', 0),
+    number<[](fields_in f) { return week_from(f, 1); }>('W', 2),
     locale('x', XP_TIME_LONG_DATE),
     locale('X', XP_TIME_WITH_SECONDS),
-    number('y', 2, [](fields_in f) { return f->year % 100u; }),
-    number('Y', 4, [](fields_in f) { return uint32_t{f->year}; }),
-    {'z', put_zone, nullptr, 0, nullptr, nullptr, 0},
+    number<[](fields_in f) { return f->year % 100u; }>('y', 2),
+    number<[](fields_in f) { return uint32_t{f->year}; }>('Y', 4),
+    {'z', put_zone, 0, nullptr, 0},
     text('Z', "?"),  // zone names are not kept
     letters('+', "%a, %d %b %Y %H:%M:%S %z"),
-    name('/', [](fields_in) { return static_cast<const char*>(xp_locale_get()->date_separator); }),
-    name(':', [](fields_in) { return static_cast<const char*>(xp_locale_get()->time_separator); }),
-    text(0, ""),
+    name<date_separator>('/'),
+    name<time_separator>(':'),
+    // clang-format on
 };
 
-// The rows by their letter; a null `print` is any other character, which prints itself.
+// Where the row of a letter stands, plus 1; 0 for a character that prints itself.
 struct letter_table {
-  letter_row of[256];
+  uint8_t of[256];
 };
 
 consteval letter_table make_letter_table() {
   letter_table table = {};
+  uint8_t place = 0;
   for (const letter_row& row : letter_rows)
-    table.of[static_cast<uint8_t>(row.letter)] = row;
+    table.of[static_cast<uint8_t>(row.letter)] = ++place;
   return table;
 }
 
-constexpr letter_table letter_of = make_letter_table();
+constexpr letter_table letter_places = make_letter_table();
 
 // ---- the walk over a format ------------------------------------------------------------------
 
+// `end` null: the format ends at its NUL. It does so anyway when one comes earlier.
 void put_date(xp_fmt_sink* out, const char* at, const char* end, const xp_time_fields* fields,
               char escape) {
-  while (at < end && (!out->at || out->room > 0)) {
-    const char* literal = at;
-    while (at < end && *at != escape && *at)
-      at++;
-    if (at > literal) xp_fmt_put(out, literal, static_cast<size_t>(at - literal));
-    if (at == end || !*at) return;
+  while (at != end && *at && (!out->at || out->room > 0)) {
+    if (*at != escape) {
+      // One character between two directives is the rule.
+      if (out->at && at + 1 != end && at[1] == escape) {
+        *out->at = *at++;
+        xp_fmt_advance(out, 1);
+        continue;
+      }
+      at = xp_fmt_put_until(out, at, end, escape);
+      continue;
+    }
     do
       at++;
-    while (at < end && (*at == 'E' || *at == 'O'));  // modifiers change nothing
-    if (at == end) return;
-    const letter_row& row = letter_of.of[static_cast<uint8_t>(*at)];
-    if (row.print)
+    while (at != end && (*at == 'E' || *at == 'O'));  // modifiers change nothing
+    if (at == end || !*at) return;
+    const uint8_t place = letter_places.of[static_cast<uint8_t>(*at)];
+    if (place) {
+      const letter_row& row = letter_rows[place - 1];
       row.print(out, fields, &row);
-    else
+    } else {
       xp_fmt_put(out, at, 1);
+    }
     at++;
   }
 }
 
 void put_letters(xp_fmt_sink* out, const xp_time_fields* fields, const letter_row* row) {
-  put_date(out, row->text, row->text + strlen(row->text), fields, '%');
+  put_date(out, row->text, nullptr, fields, '%');
 }
 
 }  // namespace
@@ -266,10 +296,8 @@ int32_t xp_fmt_date(char* buffer, int32_t size, const char* format, int32_t leng
                     const xp_time_fields* fields, char escape) {
   if (buffer && size < 1) return 0;
   xp_fmt_sink out = {buffer, size - 1, 0};
-  if (format && fields) {
-    const size_t bytes = length < 0 ? strlen(format) : static_cast<size_t>(length);
-    put_date(&out, format, format + bytes, fields, escape ? escape : '%');
-  }
+  if (format && fields)
+    put_date(&out, format, length < 0 ? nullptr : format + length, fields, escape ? escape : '%');
   if (out.at) *out.at = 0;
   return out.written;
 }

@@ -60,9 +60,25 @@ inline void xp_fmt_put(xp_fmt_sink* out, const char* text, size_t length) {
 // Length of the whole characters within the first `most` bytes of a NUL-terminated text.
 int32_t xp_fmt_fit(const char* text, int32_t most);
 
+// Copies up to `stop`, a NUL, `end` (null: none) or as far as there is room; returns the position
+// behind. For literals, which are short: a loop beats a search and a copy.
+inline const char* xp_fmt_put_until(xp_fmt_sink* out, const char* at, const char* end, char stop) {
+  const char* start = at;
+  char* to = out->at;
+  int32_t room = to ? out->room : XP_FMT_MOST;
+  for (char c; room > 0 && at != end && (c = *at) != 0 && c != stop; room--, at++)
+    if (to) *to++ = c;
+  xp_fmt_advance(out, static_cast<int32_t>(at - start));
+  return at;
+}
+
 // The characters of a NUL-terminated text that fit as a whole.
 inline void xp_fmt_put_characters(xp_fmt_sink* out, const char* text) {
-  xp_fmt_put(out, text, static_cast<size_t>(xp_fmt_fit(text, out->at ? out->room : XP_FMT_MOST)));
+  const size_t length = strlen(text);
+  const int32_t room = out->at ? out->room : XP_FMT_MOST;
+  xp_fmt_put(
+      out, text,
+      length <= static_cast<size_t>(room) ? length : static_cast<size_t>(xp_fmt_fit(text, room)));
 }
 
 // One parsed directive with its place in the output.

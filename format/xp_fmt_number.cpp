@@ -94,9 +94,112 @@ void push_prefix(digit_buffer* out, uint32_t base, const char* digits, uint32_t 
 
 }  // namespace
 
+// ---- plain numbers ---------------------------------------------------------------------------
+
+namespace {
+
+// Flags under which a number is more than its digits in a field.
+constexpr uint32_t NOT_PLAIN =
+    XP_FMT_GROUP | XP_FMT_MONEY | XP_FMT_PLUS | XP_FMT_LEFT | ~static_cast<uint32_t>(0x1FF);
+
+struct power_table {
+  uint64_t of[20];
+};
+
+consteval power_table make_powers() {
+  power_table table = {};
+  uint64_t power = 1;
+  for (uint64_t& entry : table.of) {
+    entry = power;
+    power *= 10;
+  }
+  return table;
+}
+
+constexpr power_table powers = make_powers();
+
+struct pair_table {
+  char of[100][2];
+};
+
+consteval pair_table make_pairs() {
+  pair_table table = {};
+  for (int i = 0; i < 100; i++) {
+    table.of[i][0] = static_cast<char>('0' + i / 10);
+    table.of[i][1] = static_cast<char>('0' + i % 10);
+  }
+  return table;
+}
+
+constexpr pair_table pairs = make_pairs();
+
+// Digits of a value above 0.
+uint32_t count_digits(uint64_t value, uint32_t base) {
+  const auto bits = static_cast<uint32_t>(std::bit_width(value));
+  if (base == 16) return (bits + 3) / 4;
+  if (base == 8) return (bits + 2) / 3;
+  // 1233 / 4096 is the logarithm of 2 to the base 10, near enough for 64 bits.
+  const uint32_t least = bits * 1233 / 4096;
+  return least + (least < 20 && value >= powers.of[least]);
+}
+
+// Writes the digits of a value so that they end at `end`.
+template <class T>
+void write_decimal(char* end, T value) {
+  for (; value >= 100; value /= 100) {
+    end -= 2;
+    memcpy(end, pairs.of[value % 100], 2);
+  }
+  if (value >= 10)
+    memcpy(end - 2, pairs.of[value], 2);
+  else
+    end[-1] = static_cast<char>('0' + value);
+}
+
+void write_bits(char* end, uint64_t value, uint32_t bits_a_digit, const char* digits) {
+  for (; value != 0; value >>= bits_a_digit)
+    *--end = digits[value & ((1u << bits_a_digit) - 1)];
+}
+
+void write_digits(char* end, uint64_t value, uint32_t base, const char* digits) {
+  if (base != 10)
+    write_bits(end, value, base == 16 ? 4 : 3, digits);
+  else if (value <= UINT32_MAX)
+    write_decimal(end, static_cast<uint32_t>(value));
+  else
+    write_decimal(end, value);
+}
+
+// The common number, padded in front at most, straight into the output; 0 when it isn't one or
+// doesn't fit. The bytes are those of the general way.
+int32_t put_plain(char* buffer, int32_t limit, uint64_t value, uint32_t base, const char* digits,
+                  uint32_t flags, uint32_t width) {
+  if (flags & NOT_PLAIN || !buffer || limit <= 0) return 0;
+  uint32_t prefix = 0;
+  if (flags & XP_FMT_ALTERNATE) {
+    if (base != 16 || flags & XP_FMT_ZERO) return 0;
+    prefix = 2;
+  }
+  const uint32_t count = prefix + count_digits(value, base);
+  const uint32_t field = width > count ? width : count;
+  if (field > static_cast<uint32_t>(limit)) return 0;
+  char* out = buffer;
+  for (uint32_t blanks = field - count; blanks > 0; blanks--)
+    *out++ = flags & XP_FMT_ZERO ? '0' : ' ';
+  if (prefix) {
+    out[0] = '0';
+    out[1] = digits[16];
+  }
+  write_digits(buffer + field, value, base, digits);
+  return static_cast<int32_t>(field);
+}
+
+}  // namespace
+
 int32_t xp_fmt_unsigned(char* buffer, int32_t limit, uint64_t value, uint32_t base,
                         const char* digits, uint32_t flags, uint32_t width) {
   if (value == 0) return xp_fmt_text(buffer, limit, "0", 1, flags, width);
+  if (const int32_t put = put_plain(buffer, limit, value, base, digits, flags, width)) return put;
   digit_buffer out;
   const grouping groups = find_grouping(flags);
   if (groups.sizes)

@@ -211,9 +211,24 @@ int32_t escape_byte(const text_job* job, int32_t index, char* piece) {
   return action_size[what];
 }
 
+// Length of the bytes from `index` on that the scheme lets pass.
+int32_t passing_run(const text_job* job, int32_t index) {
+  int32_t end = index;
+  while (end < job->length && job->escape->of[static_cast<uint8_t>(job->text[end])] == PASS)
+    end++;
+  return end - index;
+}
+
 // An escape that doesn't fit as a whole ends the text.
 void put_escaped(text_job* job) {
+  const bool folds = (job->flags & (XP_FMT_UPPER | XP_FMT_LOWER)) != 0;
   for (int32_t i = 0; i < job->length; i++) {
+    if (!folds) {
+      const int32_t run = passing_run(job, i);
+      put_run(job, job->text + i, run);
+      i += run;
+      if (i == job->length) return;
+    }
     char piece[3];
     const int32_t size = escape_byte(job, i, piece);
     if (size > job->limit - job->position) return;
