@@ -16,4 +16,4 @@ target_sources(ruvo PRIVATE ${resources}/program.rc ${resources_out}/messages.rc
 set_source_files_properties(${resources_out}/messages.rc PROPERTIES HEADER_FILE_ONLY ON)
 
 # Tells the full exit code of a program under Wine; a tool of the tests.
-add_executable(winlaunch EXCLUDE_FROM_ALL tools/winlaunch.cpp)
+add_executable(winlaunch tools/winlaunch.cpp)

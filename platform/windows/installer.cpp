@@ -2,6 +2,7 @@
 // and every run that gets past its gates needs it.
 #include <type_traits>
 
+#include "object/xp_ref.h"
 #include "platform/windows/backend.h"
 
 // Order matters: these need windows.h.
@@ -49,13 +50,12 @@ uint32_t read_wide_field(MSIHANDLE record, char* out, uint32_t size) {
   wchar_t none;
   UINT result = MsiRecordGetStringW(record, 1, &none, &units);
   if (result != ERROR_SUCCESS && result != ERROR_MORE_DATA) return result;
-  auto* wide = static_cast<char16_t*>(xp_heap_alloc(++units * sizeof(char16_t)));
+  const auto wide = xp_block<char16_t>::of(++units);
   if (!wide) return ERROR_OUTOFMEMORY;
-  result = MsiRecordGetStringW(record, 1, windows_wide(wide), &units);
-  if (result == ERROR_SUCCESS && !xp_text_to_utf8(wide, -1, out, static_cast<int32_t>(size)))
-    result = ERROR_MORE_DATA;
-  xp_heap_free(wide);
-  return result;
+  result = MsiRecordGetStringW(record, 1, windows_wide(wide.get()), &units);
+  if (result != ERROR_SUCCESS) return result;
+  const bool fits = xp_text_to_utf8(wide.get(), -1, out, static_cast<int32_t>(size)) > 0;
+  return fits ? ERROR_SUCCESS : ERROR_MORE_DATA;
 }
 
 uint32_t installer_query_text(xp_package package, const char* sql, char* out, uint32_t size) {

@@ -1,6 +1,5 @@
 // The registry.
-#include <string.h>
-
+#include "object/xp_ref.h"
 #include "platform/windows/backend.h"
 
 namespace {
@@ -59,22 +58,19 @@ xp_registry_status registry_create(xp_registry_hive hive, const char* path, xp_r
 // characters of the value. `bytes` is the size of the UTF-16 value.
 xp_registry_status read_wide_text(HKEY key, const wchar_t* name, DWORD bytes, void* out,
                                   uint32_t* size) {
-  auto* wide = static_cast<wchar_t*>(xp_heap_alloc(bytes + sizeof(wchar_t)));
-  if (!wide) return XP_REGISTRY_FAILED;
-  xp_registry_status status = windows_registry_status(
-      RegQueryValueExW(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(wide), &bytes));
-  if (status == XP_REGISTRY_OK) {
-    const auto* units = reinterpret_cast<const char16_t*>(wide);
-    const auto count = static_cast<int32_t>(bytes / sizeof(wchar_t));
-    const auto needed = static_cast<uint32_t>(xp_text_to_utf8(units, count, nullptr, 0));
-    if (!out || needed > *size)
-      status = out ? XP_REGISTRY_MORE_DATA : XP_REGISTRY_OK;
-    else
-      (void)xp_text_to_utf8(units, count, static_cast<char*>(out), static_cast<int32_t>(needed));
-    *size = needed;
-  }
-  xp_heap_free(wide);
-  return status;
+  const auto units = xp_block<char16_t>::of(bytes / sizeof(char16_t) + 1);
+  if (!units) return XP_REGISTRY_FAILED;
+  const LSTATUS result =
+      RegQueryValueExW(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(units.get()), &bytes);
+  if (result != ERROR_SUCCESS) return windows_registry_status(result);
+  const auto count = static_cast<int32_t>(bytes / sizeof(char16_t));
+  const auto needed = static_cast<uint32_t>(xp_text_to_utf8(units.get(), count, nullptr, 0));
+  const uint32_t room = *size;
+  *size = needed;
+  if (!out) return XP_REGISTRY_OK;
+  if (needed > room) return XP_REGISTRY_MORE_DATA;
+  (void)xp_text_to_utf8(units.get(), count, static_cast<char*>(out), static_cast<int32_t>(needed));
+  return XP_REGISTRY_OK;
 }
 
 xp_registry_status registry_read(xp_registry_key key, const char* name, uint32_t* type, void* out,
@@ -109,13 +105,11 @@ LSTATUS write_wide_text(HKEY key, const wchar_t* name, DWORD type, const void* b
                         uint32_t size) {
   const auto* text = static_cast<const char*>(bytes);
   const int32_t units = xp_text_to_wide(text, static_cast<int32_t>(size), nullptr, 0);
-  auto* wide = static_cast<char16_t*>(xp_heap_alloc(static_cast<size_t>(units) * sizeof(char16_t)));
+  const auto wide = xp_block<char16_t>::of(static_cast<size_t>(units));
   if (!wide) return ERROR_OUTOFMEMORY;
-  (void)xp_text_to_wide(text, static_cast<int32_t>(size), wide, units);
-  const LSTATUS result = RegSetValueExW(key, name, 0, type, reinterpret_cast<const BYTE*>(wide),
-                                        static_cast<DWORD>(units) * sizeof(wchar_t));
-  xp_heap_free(wide);
-  return result;
+  (void)xp_text_to_wide(text, static_cast<int32_t>(size), wide.get(), units);
+  return RegSetValueExW(key, name, 0, type, reinterpret_cast<const BYTE*>(wide.get()),
+                        static_cast<DWORD>(units) * sizeof(char16_t));
 }
 
 xp_registry_status registry_write(xp_registry_key key, const char* name, uint32_t type,

@@ -1,6 +1,5 @@
 // Facts about the computer and the process, the message box and the end.
-#include <string.h>
-
+#include "object/xp_ref.h"
 #include "platform/windows/backend.h"
 
 namespace {
@@ -31,21 +30,18 @@ bool version_of(const char* path, const wchar_t* wide, xp_file_version* out) {
   const DWORD size = version_size(path, wide);
   if (!size) return false;
   constexpr DWORD SPARE = 16;  // some systems write a little beyond the size that they name
-  void* block = xp_heap_alloc(size + SPARE);
+  const auto block = xp_block<char>::of(size + SPARE);
   if (!block) return false;
-  const BOOL read = wide ? GetFileVersionInfoW(wide, 0, size + SPARE, block)
-                         : GetFileVersionInfoA(path, 0, size + SPARE, block);
+  const BOOL read = wide ? GetFileVersionInfoW(wide, 0, size + SPARE, block.get())
+                         : GetFileVersionInfoA(path, 0, size + SPARE, block.get());
   void* found = nullptr;
   UINT length = 0;
-  const bool known = read && VerQueryValueA(block, "\\", &found, &length) && found &&
-                     length >= sizeof(VS_FIXEDFILEINFO);
-  if (known) {
-    const auto* fixed = static_cast<const VS_FIXEDFILEINFO*>(found);
-    *out = {{HIWORD(fixed->dwFileVersionMS), LOWORD(fixed->dwFileVersionMS),
-             HIWORD(fixed->dwFileVersionLS), LOWORD(fixed->dwFileVersionLS)}};
-  }
-  xp_heap_free(block);
-  return known;
+  if (!read || !VerQueryValueA(block.get(), "\\", &found, &length)) return false;
+  if (!found || length < sizeof(VS_FIXEDFILEINFO)) return false;
+  const auto* fixed = static_cast<const VS_FIXEDFILEINFO*>(found);
+  *out = {{HIWORD(fixed->dwFileVersionMS), LOWORD(fixed->dwFileVersionMS),
+           HIWORD(fixed->dwFileVersionLS), LOWORD(fixed->dwFileVersionLS)}};
+  return true;
 }
 
 bool system_file_version(const char* path, xp_file_version* out) {
@@ -94,12 +90,10 @@ uint32_t system_program_path(char* out, uint32_t size) {
     if (length >= size) out[size - 1] = 0;
     return length < size ? length : size - 1;
   }
-  auto* wide = static_cast<char16_t*>(xp_heap_alloc(LONGEST_PATH * sizeof(char16_t)));
+  const auto wide = xp_block<char16_t>::of(LONGEST_PATH);
   if (!wide) return 0;
-  const DWORD units = GetModuleFileNameW(nullptr, windows_wide(wide), LONGEST_PATH - 1);
-  const uint32_t length = units ? copy_cut(wide, out, size) : 0;
-  xp_heap_free(wide);
-  return length;
+  const DWORD units = GetModuleFileNameW(nullptr, windows_wide(wide.get()), LONGEST_PATH - 1);
+  return units ? copy_cut(wide.get(), out, size) : 0;
 }
 
 // The converted command line, made at the first question and kept for the life of the process,

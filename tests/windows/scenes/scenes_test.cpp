@@ -1,5 +1,5 @@
-// What the back end answers on computers that are set up in some special way. tests/windows/run.sh
-// sets each computer up and runs the one test that belongs to it.
+// What the back end answers on computers that are set up in some special way.
+// tests/e2e/windows_scenes_test.sh sets each computer up and runs the one test that belongs to it.
 #include <gtest/gtest.h>
 
 #include "tests/windows/windows_support.h"

@@ -1,33 +1,8 @@
 #!/usr/bin/env bash
-# Runs the Windows builds of the tests under Wine: the unit tests, the tests of the Windows back
-# end with both kinds of code page, and the scenes, each on a computer set up for it.
-# Usage: tests/windows/run.sh [build/windows]
+# The Windows back end under Wine beyond windows_tests: the same tests with UTF-8 as the code page,
+# and the scenes, each on a computer set up for it. Usage: windows_scenes_test.sh [build/windows]
 set -uo pipefail
-root=$(cd "$(dirname "$0")/../.." && pwd)
-build=$(cd "${1:-$root/build/windows}" && pwd) || exit 1
-. "$root/tools/wine-env.sh" || exit 1
-out=$(mktemp -d)
-trap 'rm -rf "$out"' EXIT
-failed=0
-
-# verdict NAME STATUS LOG: one line for a check, its output when it failed.
-verdict() {
-  if [ "$2" -eq 0 ]; then
-    echo "ok      $1"
-  else
-    echo "FAILED  $1"
-    tail -40 "$3"
-    failed=1
-  fi
-}
-
-# program NAME: a whole test program must pass, and a crash must not look like success.
-program() {
-  timeout -k 5 300 wine "$build/$1.exe" --gtest_brief=1 >"$out/log" 2>&1 </dev/null
-  local status=$?
-  grep -q '^\[  PASSED  \] [1-9]' "$out/log" || status=1
-  verdict "$1 ($(sed -n 's/^\[==========\] \([0-9]* tests\).*/\1/p' "$out/log" | tail -1))" $status "$out/log"
-}
+. "$(dirname "$0")/windows_support.sh"
 
 # scene NAME [ARGUMENT...]: exactly that one test must run and pass.
 scene() {
@@ -40,13 +15,10 @@ scene() {
   verdict "scene $name" $status "$out/log"
 }
 
-registry() {
-  wine reg "$@" /f >/dev/null 2>&1 </dev/null
-}
-
-program unit_tests
-program windows_tests
-program windows_utf8_tests
+timeout -k 5 300 wine "$build/windows_utf8_tests.exe" --gtest_brief=1 >"$out/log" 2>&1 </dev/null
+status=$?
+grep -q '^\[  PASSED  \] [1-9]' "$out/log" || status=1
+verdict 'Windows tests with UTF-8 as the code page' $status "$out/log"
 
 TZ=Europe/Berlin scene ZoneWithDaylightRules
 TZ=Asia/Kolkata scene ZoneWithoutDaylightRules
@@ -71,9 +43,10 @@ scene VersionOfADeclaredSystem
 registry delete "$application"
 
 # A terminal garbles what a program prints, so the result is taken from its exit code.
-(sleep 2; printf 'q\r'; sleep 5) | timeout -k 5 60 script -qec "stty cols 97 rows 30; wine '$build/windows_scenes.exe' \
-  --gtest_filter=scene.Terminal" /dev/null >"$out/log" 2>&1
-verdict "scene Terminal" $? "$out/log"
+run_scene="wine '$build/windows_scenes.exe' --gtest_filter=scene.Terminal"
+(sleep 2; printf 'q\r'; sleep 5) |
+  timeout -k 5 60 script -qec "stty cols 97 rows 30; $run_scene" /dev/null >"$out/log" 2>&1
+verdict 'scene Terminal' $? "$out/log"
 
 # The event log of Wine keeps nothing, but it can tell what reaches it.
 for flavour in windows_tests windows_utf8_tests; do
@@ -85,8 +58,5 @@ done
 
 wine "$build/winlaunch.exe" cmd /c exit -2146762496 >"$out/log" 2>&1 </dev/null
 grep -q 'EXIT=0x800b0100 -2146762496' "$out/log"
-verdict "winlaunch tells the full exit code" $? "$out/log"
-
-"$root/tools/check-imports.sh" "$build/ruvo.exe" >"$out/log" 2>&1
-verdict "imports of ruvo.exe" $? "$out/log"
-exit $failed
+verdict 'winlaunch tells the full exit code' $? "$out/log"
+summary
