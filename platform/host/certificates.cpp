@@ -9,7 +9,7 @@
 #include <string.h>
 #include <strings.h>
 
-#include "platform/host/host.h"
+#include "platform/host/machine.h"
 
 struct xp_tls_store {
   xp_tls_certificate* certificates;
@@ -18,24 +18,7 @@ struct xp_tls_store {
 
 namespace {
 
-constexpr size_t PATH_SIZE = 4096;
-
 // ---- folders of PEM files --------------------------------------------------------------------
-
-// Path of `name` in the machine folder; false when there is none or it doesn't fit.
-bool machine_path(char out[PATH_SIZE], const char* name, const char* below) {
-  const char* machine = getenv("RUVO_MACHINE");
-  const char* state = getenv("XDG_STATE_HOME");
-  const char* home = getenv("HOME");
-  int length = -1;
-  if (machine && *machine)
-    length = snprintf(out, PATH_SIZE, "%s/%s%s", machine, name, below);
-  else if (state && *state)
-    length = snprintf(out, PATH_SIZE, "%s/ruvo/machine/%s%s", state, name, below);
-  else if (home && *home)
-    length = snprintf(out, PATH_SIZE, "%s/.local/state/ruvo/machine/%s%s", home, name, below);
-  return length >= 0 && static_cast<size_t>(length) < PATH_SIZE;
-}
 
 int is_pem(const dirent* entry) {
   const size_t length = strlen(entry->d_name);
@@ -49,7 +32,7 @@ bool each_pem(const char* folder, Take take) {
   const int count = scandir(folder, &entries, is_pem, alphasort);
   if (count < 0) return false;
   for (int i = 0; i < count; i++) {
-    char path[PATH_SIZE];
+    char path[HOST_PATH_SIZE];
     const int length = snprintf(path, sizeof path, "%s/%s", folder, entries[i]->d_name);
     BIO* file = static_cast<size_t>(length) < sizeof path ? BIO_new_file(path, "r") : nullptr;
     if (file) take(file);
@@ -137,8 +120,8 @@ PKCS12* parse_pfx(const void* bytes, uint32_t length) {
 
 void host_trust_roots(X509_STORE* roots) {
   X509_STORE_set_default_paths(roots);
-  char folder[PATH_SIZE];
-  if (!machine_path(folder, "trust", "")) return;
+  char folder[HOST_PATH_SIZE];
+  if (!host_machine_path("trust", folder, sizeof folder)) return;
   (void)each_pem(folder, [roots](BIO* file) {
     while (X509* root = PEM_read_bio_X509(file, nullptr, nullptr, nullptr)) {
       X509_STORE_add_cert(roots, root);
@@ -148,20 +131,24 @@ void host_trust_roots(X509_STORE* roots) {
   ERR_clear_error();
 }
 
-xp_tls_store* host_open_store(uint32_t place, const char* name) {
-  char folder[PATH_SIZE];
-  const char* below = "user";
-  if (place == XP_TLS_STORE_MACHINE) below = "machine";
-  char service[PATH_SIZE];
+// The store's folder by its place; a service's store goes by the name in front of "\\MY". False for
+// a name that is no plain file name.
+static bool store_folder(uint32_t place, const char* name, char* out, size_t size) {
+  const char* store = place == XP_TLS_STORE_MACHINE ? "machine" : "user";
+  size_t length = strlen(store);
   if (place == XP_TLS_STORE_SERVICE) {
-    // "NAME\MY" is the store of the service NAME.
-    const char* end = strchr(name, '\\');
-    const int length = end ? static_cast<int>(end - name) : static_cast<int>(strlen(name));
-    snprintf(service, sizeof service, "%.*s", length, name);
-    if (strchr(service, '/') || service[0] == '.') return nullptr;
-    below = service;
+    store = name;
+    length = strcspn(name, "\\");
+    if (length == 0 || *name == '.' || memchr(name, '/', length)) return false;
   }
-  if (!machine_path(folder, "stores/", below)) return nullptr;
+  char below[256];
+  const int written = snprintf(below, sizeof below, "stores/%.*s", static_cast<int>(length), store);
+  return written < static_cast<int>(sizeof below) && host_machine_path(below, out, size);
+}
+
+xp_tls_store* host_open_store(uint32_t place, const char* name) {
+  char folder[HOST_PATH_SIZE];
+  if (!store_folder(place, name, folder, sizeof folder)) return nullptr;
   xp_tls_store* store = new_store();
   if (!store) return nullptr;
   const bool exists = each_pem(folder, [store](BIO* file) {
