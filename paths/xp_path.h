@@ -17,23 +17,44 @@ struct xp_path : xp_object {
   char* text;       // owned, NUL-terminated
 };
 
-// The basic constructor. A negative `length` measures; null `text` with a length reserves a blank
-// text that the caller fills. ".." and texts beginning with "..\" are refused with null. A new
-// path, or a new reference to `parent` when the text names nothing further.
+// All constructors give a new reference, and null when memory is out. Lengths are in bytes of
+// UTF-8; a negative one measures to the NUL, and a text always ends at its first NUL.
+
+// The basic constructor: `text` below `parent`, or by itself with a null `parent`. A "." in front,
+// a "." at the end and doubled or trailing backslashes are dropped; what then names nothing further
+// is a new reference to `parent` (null without one). ".." and texts beginning with "..\" are
+// refused with null: this constructor does not climb. A null `text` with a length reserves that
+// many blank bytes at the end of the new text for the caller to fill. Nothing is looked up on the
+// disk.
 xp_path* xp_path_new(xp_path* parent, const char* text, int32_t length);
+// The same from UTF-16; null for null.
 xp_path* xp_path_from_wide(xp_path* parent, const char16_t* text);
-// Absolute, with long names; a text with a "*" is kept as it is. Null for no text.
+
+// Absolute, seen from the current folder, with the long names of existing short-named entries. A
+// text with a "*" is kept as it is. What isn't on the disk, and a text that the system has no
+// absolute form for, stays as written. Null for no text.
 xp_path* xp_path_full(const char* text, int32_t length);
-// `name` inside `parent`, with the long name of an existing short-named entry.
+// `name` inside `parent`, with the long name of an existing short-named entry. Null for what
+// xp_path_new refuses.
 xp_path* xp_path_child(xp_path* parent, const char* name);
-// A possibly relative text seen from `parent`, or from its folder when it is a file.
+// A text as a person gives it: absolute (a drive and a separator), as by xp_path_full; otherwise
+// seen from `parent`, or from its folder when it is an existing file, its leading "." and ".."
+// followed as far as there are folders above. An empty text is `parent` itself. Null for null, and
+// for a relative text without a `parent`.
 xp_path* xp_path_resolve(xp_path* parent, const char* text);
-// A new reference to the folder of `path`, or null.
+
+// A new reference to the folder of `path`, or null at the top. Above "C:\a" is "C:".
 xp_path* xp_path_parent(xp_path* path);
-// The whole text in one segment.
+// The whole text in one segment: a new path without a parent, or a new reference to one that has
+// none. Null for null.
 xp_path* xp_path_flatten(xp_path* path);
-// The whole path as UTF-16, a heap block that the caller frees; null for null and for no memory.
+// The whole path as NUL-terminated UTF-16, a heap block that the caller frees; a bare drive gets
+// its backslash. Null for null, for an empty path and when memory is out.
 char16_t* xp_path_to_wide(xp_path* path);
+
+// Slots: `compare` orders without regard to case, by the user's locale, however the text is cut
+// into segments; a parent orders before its child. `render` gives the whole text. `control`
+// flattens (XP_PATH_FLAT), and answers XP_TRAV_NEW when the path is an existing folder.
 
 inline xp_path* xp_as_path(xp_object* object) {
   return xp_cast<xp_path>(object, XP_PATH);
@@ -42,9 +63,9 @@ inline xp_path* xp_as_path(xp_object* object) {
 // ---- known folders ---------------------------------------------------------------------------
 
 // The folder of a four-character kind, such as `temp` or `curr`; an unknown kind gives the Windows
-// folder. Null when the system has no answer.
+// folder. A new path without a parent; null when the system has no answer or memory is out.
 xp_path* xp_path_known(uint32_t kind);
-// The known folder, then a child for each name.
+// The known folder, then a child (xp_path_child) for each name, up to a null one.
 xp_path* xp_path_known_descend(uint32_t kind, const char* const* names, uint32_t count);
 
 template <class... N>
