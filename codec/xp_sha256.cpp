@@ -4,6 +4,8 @@
 
 #include <bit>
 
+#include "codec/xp_sha256_rounds.h"
+
 alignas(64) const uint32_t xp_sha256_k[64] = {
     0x428a2f98, 0x71374491, 0xb5c0fbcf, 0xe9b5dba5, 0x3956c25b, 0x59f111f1, 0x923f82a4, 0xab1c5ed5,
     0xd807aa98, 0x12835b01, 0x243185be, 0x550c7dc3, 0x72be5d74, 0x80deb1fe, 0x9bdc06a7, 0xc19bf174,
@@ -30,32 +32,21 @@ void store_big_endian(uint8_t* out, uint32_t word) {
     out[i] = static_cast<uint8_t>(word >> (24 - 8 * i));
 }
 
-// The message schedule is kept as a ring of its last 16 words.
-uint32_t next_word(uint32_t (&w)[16], uint32_t i) {
-  const uint32_t w15 = w[(i + 1) % 16];
-  const uint32_t w2 = w[(i + 14) % 16];
-  const uint32_t s0 = std::rotr(w15, 7) ^ std::rotr(w15, 18) ^ (w15 >> 3);
-  const uint32_t s1 = std::rotr(w2, 17) ^ std::rotr(w2, 19) ^ (w2 >> 10);
-  return w[i % 16] += s0 + w[(i + 9) % 16] + s1;
-}
-
 void portable_block(uint32_t* h, const uint8_t* bytes) {
-  uint32_t w[16];
-  uint32_t s[8];
-  memcpy(s, h, sizeof(s));
+  uint32_t w[64];
+  uint32_t sums[64];
   for (uint32_t i = 0; i < 64; i++) {
-    const uint32_t word = i < 16 ? w[i] = load_big_endian(bytes + 4 * i) : next_word(w, i);
-    const uint32_t sigma1 = std::rotr(s[4], 6) ^ std::rotr(s[4], 11) ^ std::rotr(s[4], 25);
-    const uint32_t choice = s[6] ^ (s[4] & (s[5] ^ s[6]));
-    const uint32_t t1 = s[7] + sigma1 + choice + xp_sha256_k[i] + word;
-    const uint32_t sigma0 = std::rotr(s[0], 2) ^ std::rotr(s[0], 13) ^ std::rotr(s[0], 22);
-    const uint32_t majority = (s[0] & s[1]) | (s[2] & (s[0] | s[1]));
-    memmove(s + 1, s, 7 * sizeof(s[0]));
-    s[4] += t1;
-    s[0] = t1 + sigma0 + majority;
+    if (i < 16) {
+      w[i] = load_big_endian(bytes + 4 * i);
+    } else {
+      const uint32_t w15 = w[i - 15], w2 = w[i - 2];
+      const uint32_t sigma0 = std::rotr(w15, 7) ^ std::rotr(w15, 18) ^ (w15 >> 3);
+      const uint32_t sigma1 = std::rotr(w2, 17) ^ std::rotr(w2, 19) ^ (w2 >> 10);
+      w[i] = w[i - 16] + sigma0 + w[i - 7] + sigma1;
+    }
+    sums[i] = w[i] + xp_sha256_k[i];
   }
-  for (int i = 0; i < 8; i++)
-    h[i] += s[i];
+  xp_sha256_rounds(h, sums);
 }
 
 void portable_blocks(uint32_t* h, const uint8_t* bytes, size_t count) {
