@@ -55,6 +55,6 @@ void openssl(benchmark::State& state) {
 
 #define SIZES Arg(1 << 10)->Arg(64 << 10)->Arg(64 << 20)
 BENCHMARK_CAPTURE(ours, sha_instructions, &xp_sha256_sha_instructions)->SIZES;
-BENCHMARK_CAPTURE(ours, avx, &xp_sha256_avx2)->SIZES;
+BENCHMARK_CAPTURE(ours, avx2, &xp_sha256_avx2)->SIZES;
 BENCHMARK_CAPTURE(ours, portable, &xp_sha256_portable)->SIZES;
 BENCHMARK(openssl)->SIZES;

@@ -4,8 +4,6 @@
 
 #include <bit>
 
-#include "codec/xp_sha256_rounds.h"
-
 alignas(64) const uint32_t xp_sha256_k[64] = {
     0x428a2f98, 0x71374491, 0xb5c0fbcf, 0xe9b5dba5, 0x3956c25b, 0x59f111f1, 0x923f82a4, 0xab1c5ed5,
     0xd807aa98, 0x12835b01, 0x243185be, 0x550c7dc3, 0x72be5d74, 0x80deb1fe, 0x9bdc06a7, 0xc19bf174,
@@ -32,6 +30,48 @@ void store_big_endian(uint8_t* out, uint32_t word) {
     out[i] = static_cast<uint8_t>(word >> (24 - 8 * i));
 }
 
+// Round `i` of eight, behind which the variables stand in their places again. `b_xor_c` is what
+// the majority of this round shares with the one before.
+template <uint32_t i>
+inline void one_round(uint32_t (&s)[8], uint32_t& b_xor_c, uint32_t sum) {
+  const uint32_t a = s[(8 - i) % 8], b = s[(9 - i) % 8];
+  const uint32_t e = s[(12 - i) % 8], f = s[(13 - i) % 8], g = s[(14 - i) % 8];
+  uint32_t& d = s[(11 - i) % 8];
+  uint32_t& h = s[(15 - i) % 8];
+  const uint32_t sigma1 = std::rotr(e, 6) ^ std::rotr(e, 11) ^ std::rotr(e, 25);
+  const uint32_t sigma0 = std::rotr(a, 2) ^ std::rotr(a, 13) ^ std::rotr(a, 22);
+  // The two halves of the choice have no bit in common, so they can be added one by one.
+  h += sum + (e & f) + (~e & g) + sigma1;
+  d += h;
+  const uint32_t a_xor_b = a ^ b;
+  b_xor_c = (a_xor_b & b_xor_c) ^ b;
+  h += b_xor_c;
+  asm("" : "+r"(h));
+  h += sigma0;
+  b_xor_c = a_xor_b;
+}
+
+// `sums` are the 64 words of the schedule, each with its round constant added.
+void all_rounds(uint32_t* h, const uint32_t* sums) {
+  // A vector load of words that have just been stored one by one stalls: volatile keeps the
+  // compiler from it.
+  volatile uint32_t* state = h;
+  uint32_t s[8] = {state[0], state[1], state[2], state[3], state[4], state[5], state[6], state[7]};
+  uint32_t b_xor_c = s[1] ^ s[2];
+  for (uint32_t i = 0; i < 64; i += 8) {
+    one_round<0>(s, b_xor_c, sums[i]);
+    one_round<1>(s, b_xor_c, sums[i + 1]);
+    one_round<2>(s, b_xor_c, sums[i + 2]);
+    one_round<3>(s, b_xor_c, sums[i + 3]);
+    one_round<4>(s, b_xor_c, sums[i + 4]);
+    one_round<5>(s, b_xor_c, sums[i + 5]);
+    one_round<6>(s, b_xor_c, sums[i + 6]);
+    one_round<7>(s, b_xor_c, sums[i + 7]);
+  }
+  for (int i = 0; i < 8; i++)
+    state[i] = state[i] + s[i];
+}
+
 void portable_block(uint32_t* h, const uint8_t* bytes) {
   uint32_t w[64];
   uint32_t sums[64];
@@ -46,7 +86,7 @@ void portable_block(uint32_t* h, const uint8_t* bytes) {
     }
     sums[i] = w[i] + xp_sha256_k[i];
   }
-  xp_sha256_rounds(h, sums);
+  all_rounds(h, sums);
 }
 
 void portable_blocks(uint32_t* h, const uint8_t* bytes, size_t count) {
@@ -64,7 +104,7 @@ const xp_sha256_engine xp_sha256_portable = {
 // ---- the engine in use -------------------------------------------------------------------------
 
 const xp_sha256_engine* const xp_sha256_engines[XP_SHA256_ENGINES] = {
-    &xp_sha256_sha_instructions, &xp_sha256_avx, &xp_sha256_portable};
+    &xp_sha256_sha_instructions, &xp_sha256_avx2, &xp_sha256_portable};
 
 void xp_sha256_use(const xp_sha256_engine* chosen) {
   engine = chosen;

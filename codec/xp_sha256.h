@@ -43,5 +43,5 @@ extern const uint32_t xp_sha256_k[64];
 // For processors with the SHA instructions, and for those with AVX2 and BMI2. Without them in the
 // build's architecture `supported` is always false.
 extern const xp_sha256_engine xp_sha256_sha_instructions;
-extern const xp_sha256_engine xp_sha256_avx;
+extern const xp_sha256_engine xp_sha256_avx2;
 extern const xp_sha256_engine xp_sha256_portable;
