@@ -1,9 +1,6 @@
 // The Windows back end: thin calls on the documented Windows API.
 #include "platform/windows/backend.h"
 
-constinit const xp_socket_ops windows_sockets = {};
-constinit const xp_tls_ops windows_tls = {};
-
 static constexpr xp_platform_set windows = {
     .heap = &windows_heap,
     .lock = &windows_lock,
