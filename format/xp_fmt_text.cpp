@@ -30,6 +30,8 @@ constexpr uint8_t action_size[] = {1, 3, 2, 2, 2, 2, 2, 1, 1, 1};
 struct scheme {
   uint32_t flag;
   action of[256];
+
+  consteval action& operator[](char byte) { return of[static_cast<uint8_t>(byte)]; }
 };
 
 consteval void set_controls(scheme* s, action what) {
@@ -50,31 +52,31 @@ consteval scheme make_percent() {
 consteval scheme make_json() {
   scheme s = {XP_FMT_JSON, {}};
   set_controls(&s, TO_BLANK);
-  s.of['"'] = s.of['\\'] = BACKSLASH;
-  s.of['\t'] = BACKSLASH_T;
-  s.of['\n'] = BACKSLASH_N;
-  s.of['\r'] = RETURN;
+  s['"'] = s['\\'] = BACKSLASH;
+  s['\t'] = BACKSLASH_T;
+  s['\n'] = BACKSLASH_N;
+  s['\r'] = RETURN;
   return s;
 }
 
 consteval scheme make_cdata() {
   scheme s = {XP_FMT_CDATA, {}};
-  s.of['>'] = CLOSES_SECTION;
+  s['>'] = CLOSES_SECTION;
   return s;
 }
 
 consteval scheme make_blank() {
   scheme s = {XP_FMT_BLANK, {}};
   set_controls(&s, TO_BLANK);
-  s.of['\t'] = PASS;
-  s.of['\''] = TO_BACKQUOTE;
+  s['\t'] = PASS;
+  s['\''] = TO_BACKQUOTE;
   return s;
 }
 
 consteval scheme make_quote(uint32_t flag, char quote, action what) {
   scheme s = {flag, {}};
-  s.of[static_cast<uint8_t>(quote)] = what;
-  if (what == BACKSLASH) s.of['\\'] = BACKSLASH;
+  s[quote] = what;
+  if (what == BACKSLASH) s['\\'] = BACKSLASH;
   return s;
 }
 

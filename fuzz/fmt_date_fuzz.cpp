@@ -25,7 +25,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
 
   const auto bytes_of_format = static_cast<int32_t>(length);
   const int32_t count = xp_fmt_date(nullptr, 0, format, bytes_of_format, &fields, escape);
-  for (const int32_t room : {small, count + 1}) {
+  const int32_t rooms[] = {small, count + 1};
+  for (const int32_t room : rooms) {
     auto* buffer = static_cast<char*>(malloc(static_cast<size_t>(room)));
     if (!buffer) abort();
     const int32_t written = xp_fmt_date(buffer, room, format, bytes_of_format, &fields, escape);

@@ -108,6 +108,7 @@ void fill_slots(input* in, slot_kind kind, uint64_t* slots) {
     const uint64_t place = uint64_t{choice} % PLACES;
     slots[i] = choice >= 0xF0 ? 0 : REGION + place * PLACE_SIZE;
     char* at = region() + place * PLACE_SIZE;
+    memset(at, 0, PLACE_SIZE);  // another slot may have filled it
     const size_t take = in->left < 48 ? in->left : 48;
     if (kind == OBJECTS)
       make_object(at, in->at, take);

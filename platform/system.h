@@ -27,5 +27,5 @@ struct xp_system_ops {
   uint32_t (*program_path)(char* out, uint32_t size);
   // The command line of the process, NUL-terminated UTF-8; lives as long as the process.
   const char* (*command_line)();
-  [[noreturn]] void (*exit_process)(uint32_t result);
+  void (*exit_process)(uint32_t result);
 };
