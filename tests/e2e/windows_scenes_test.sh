@@ -42,6 +42,18 @@ registry add "$application" /v Version /d win81
 scene VersionOfADeclaredSystem
 registry delete "$application"
 
+# A TLS server, and what the service is asked to check.
+openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=localhost -days 2 -keyout "$out/key.pem" \
+  -out "$out/cert.pem" >/dev/null 2>&1
+openssl s_server -accept 47299 -key "$out/key.pem" -cert "$out/cert.pem" -rev \
+  >"$out/server.log" 2>&1 </dev/null &
+server=$!
+for _ in $(seq 50); do grep -q ACCEPT "$out/server.log" && break; sleep 0.1; done
+WINEDEBUG=-all,+secur32 scene TlsConversation
+grep -q 'dwFlags = 00000000' "$out/log"
+verdict 'the TLS service is asked for every check' $? "$out/log"
+kill $server 2>/dev/null
+
 # A terminal garbles what a program prints, so the result is taken from its exit code.
 run_scene="wine '$build/windows_scenes.exe' --gtest_filter=scene.Terminal"
 (sleep 2; printf 'q\r'; sleep 5) |

@@ -2,6 +2,8 @@
 // tests/e2e/windows_scenes_test.sh sets each computer up and runs the one test that belongs to it.
 #include <gtest/gtest.h>
 
+#include "object/xp_ref.h"
+#include "stream/xp_socket.h"
 #include "tests/windows/windows_support.h"
 
 namespace {
@@ -92,6 +94,34 @@ TEST(scene, Terminal) {
   EXPECT_EQ(console.read_wide(XP_CONSOLE_INPUT, &unit, 1, &done), XP_CONSOLE_OK);
   EXPECT_EQ(done, 1u);
   EXPECT_EQ(unit, u'q');
+}
+
+// Set up: a TLS server on port 47299 that sends each line back in reverse.
+TEST(scene, TlsConversation) {
+  const xp_ref<xp_str> name(xp_str_new("localhost:47299"));
+  const xp_ref<xp_stream> stream(xp_socket_new(name.get()));
+  int32_t limit = 20;
+  uint32_t word = XP_SECURITY_ON | XP_SECURITY_CHECK_CHAIN | XP_SECURITY_CHECK_NAME;
+  ASSERT_EQ(xp_stream_option(stream.get(), SOCKET_OPTION_TIMEOUTS, &limit), 0);
+  ASSERT_EQ(xp_stream_option(stream.get(), SOCKET_OPTION_SECURITY, &word), 0);
+  ASSERT_EQ(xp_stream_open(stream.get(), STREAM_MODE_WRITE), 0);
+  std::string sent;
+  for (int i = 0; i < 12000; i++)
+    sent += static_cast<char>('a' + i % 26);
+  for (int round = 0; round < 4; round++) {
+    const std::string line = sent + "\n";
+    const auto length = static_cast<int32_t>(line.size());
+    ASSERT_EQ(xp_stream_write(stream.get(), line.data(), length), length);
+    std::string got;
+    while (got.size() < line.size()) {
+      char bytes[5000];
+      const int32_t count = xp_stream_read(stream.get(), bytes, sizeof bytes);
+      ASSERT_GT(count, 0);
+      got.append(bytes, static_cast<size_t>(count));
+    }
+    EXPECT_EQ(got, std::string(sent.rbegin(), sent.rend()) + "\n");
+  }
+  xp_stream_close(stream.get());
 }
 
 }  // namespace
