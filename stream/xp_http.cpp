@@ -448,8 +448,9 @@ int32_t send_request(request* self) {
 
 // ---- response --------------------------------------------------------------------------------
 
-// The empty line that a proxy's reply left behind is skipped.
-int32_t read_status(request* self) {
+// The empty line that a proxy's reply left behind is skipped. A second one is the status line, and
+// the end of the headers.
+int32_t read_status(request* self, bool* has_headers) {
   xp_http* http = self->http;
   http->status = -1;
   int32_t length = read_line(self, BUFFER_SIZE - 1);
@@ -459,6 +460,7 @@ int32_t read_status(request* self) {
   replace(&http->message, xp_str_new_n(self->buffer, length));
   replace(&http->response_headers, xp_dict_new(XP_DICT_NOCASE));
   self->header_bytes = 0;
+  *has_headers = length > 0;
   return http->message && http->response_headers ? XP_OK : XP_E_MEMORY;
 }
 
@@ -615,8 +617,9 @@ int32_t run_turn(request* self, bool* again) {
   if (code != XP_OK) return fail_connection(self, code);
   code = send_request(self);
   if (code != XP_OK) return fail_send(self, code);
-  code = read_status(self);
-  if (code == XP_OK) code = read_headers(self);
+  bool has_headers = false;
+  code = read_status(self, &has_headers);
+  if (code == XP_OK && has_headers) code = read_headers(self);
   if (code != XP_OK || is_cancelled(http)) return end(self, code, 0);
   if (http->status < 300 || http->status > 399 || !http->follow_redirects) return read_body(self);
   if (!follow_redirect(self)) return reject_redirect(self);

@@ -24,7 +24,9 @@ struct scripted_socket {
 
 std::vector<scripted_socket> sockets;
 
+// A connection that has failed once stays broken.
 bool must_fail() {
+  if (active->call_failed) return true;
   if (active->fail_call < 0) return false;
   if (active->fail_call-- > 0) return false;
   active->call_failed = true;
@@ -229,6 +231,7 @@ int32_t net_wait(xp_socket_handle handle, uint32_t events, int32_t seconds) {
     return wait_until(peer->refused || peer->unreachable ? -1 : active->now, seconds,
                       XP_SOCKET_READABLE);
   }
+  if (!socket->peer) return XP_SOCKET_WRITABLE;  // a failed attempt has nothing to wait for
   if (socket->connecting)
     return wait_until(socket->peer->unreachable ? -1 : active->now, seconds, XP_SOCKET_WRITABLE);
   if (events & XP_SOCKET_WRITABLE)

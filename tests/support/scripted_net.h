@@ -77,7 +77,7 @@ struct scripted_net {
   int open = 0;              // sockets that aren't closed
   int lists = 0;             // address lists that aren't freed
   bool stuck = false;        // a wait without limit for something that never comes
-  int64_t fail_call = -1;    // the call with this number fails: 0 is the next one
+  int64_t fail_call = -1;    // this call (0: the next) and all behind it fail
   bool call_failed = false;  // it has
   std::string last_listen;   // service of the last listening address
 
