@@ -177,7 +177,7 @@ int32_t dict_insert(xp_dict* dict, const dict_key& key, uint32_t hash, xp_object
   xp_dict_node** head = &dict->buckets[hash & (dict->bucket_count - 1)];
   node->next = *head;
   *head = node;
-  node->value = dict->retain_value(value);
+  node->value = value;
   node->key_length = static_cast<uint8_t>(key.length);
   memcpy(node->key, key.bytes, key.length);
   return 0;
@@ -199,10 +199,11 @@ void dict_remove(xp_dict* dict, xp_dict_node** place) {
 // The new value stands before the old one is released, so an object stored over itself survives.
 void dict_replace(xp_dict* dict, xp_dict_node* node, xp_object* value) {
   xp_object* old = node->value;
-  node->value = dict->retain_value(value);
+  node->value = value;
   dict->release_value(old);
 }
 
+// Takes the caller's reference over when the result is 0.
 int32_t dict_store(xp_dict* dict, const dict_key& key, uint32_t hash, xp_object* value) {
   xp_dict_node** place = dict_find(dict, key, hash);
   const bool removes = dict->flags & XP_DICT_NULL_REMOVES && !value;
@@ -212,6 +213,13 @@ int32_t dict_store(xp_dict* dict, const dict_key& key, uint32_t hash, xp_object*
   else
     dict_replace(dict, *place, value);
   return 0;
+}
+
+// Stores an owned value under the lock, or releases it.
+int32_t dict_give(xp_dict* dict, const dict_key& key, uint32_t hash, xp_object* value) {
+  const int32_t result = dict_store(dict, key, hash, value);
+  if (result != 0) dict->release_value(value);
+  return result;
 }
 
 void dict_free_tables(xp_dict* dict) {
@@ -249,9 +257,7 @@ static xp_word dict_copy(xp_dict* dict, uint32_t flags) {
     for (xp_dict_node* node = dict->buckets[i]; node; node = node->next) {
       xp_object* value =
           deep ? xp_container_copy_value(node->value, flags) : dict->retain_value(node->value);
-      const int32_t stored = xp_dict_set(copy.get(), node->key, node->key_length, value);
-      dict->release_value(value);
-      if (stored != 0) return 0;
+      if (xp_dict_give(copy.get(), node->key, node->key_length, value) != 0) return 0;
     }
   return reinterpret_cast<xp_word>(copy.take());
 }
@@ -293,7 +299,19 @@ int32_t xp_dict_set(xp_dict* dict, const char* key, int32_t length, xp_object* v
   if (!key_from(key, length, &wanted)) return 0;
   const uint32_t hash = dict_hash(dict, wanted.bytes, wanted.length);
   xp_locked lock(dict->lock);
-  return dict_store(dict, wanted, hash, value);
+  return dict_give(dict, wanted, hash, dict->retain_value(value));
+}
+
+int32_t xp_dict_give(xp_dict* dict, const char* key, int32_t length, xp_object* value) {
+  dict_key wanted;
+  if (!dict || !key_from(key, length, &wanted)) {
+    // Whoever gives to a dictionary of words has no reference to lose.
+    if (!dict || !(dict->flags & XP_DICT_RAW)) xp_object_release(value);
+    return dict && key ? 0 : -1;
+  }
+  const uint32_t hash = dict_hash(dict, wanted.bytes, wanted.length);
+  xp_locked lock(dict->lock);
+  return dict_give(dict, wanted, hash, value);
 }
 
 xp_object* xp_dict_get(xp_dict* dict, const char* key, int32_t length) {

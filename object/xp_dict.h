@@ -61,6 +61,8 @@ xp_dict* xp_dict_new(uint32_t flags);
 // Stores (and retains) a value. 0, also when nothing was to be done; -1 for a null dictionary or
 // key and when memory is out.
 int32_t xp_dict_set(xp_dict* dict, const char* key, int32_t length, xp_object* value);
+// The same, but takes the caller's reference to the value over, whatever the result.
+int32_t xp_dict_give(xp_dict* dict, const char* key, int32_t length, xp_object* value);
 // A new reference, or null when the key is absent or holds null.
 xp_object* xp_dict_get(xp_dict* dict, const char* key, int32_t length);
 // Keys in the table; 0 for null.
