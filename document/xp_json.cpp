@@ -192,9 +192,6 @@ int32_t read_token(json_scan* scan) {
 
 // ---- builder ---------------------------------------------------------------------------------
 
-// Cells that an array grows by at least; it is trimmed when it closes.
-constexpr uint32_t ARRAY_STEP = 16;
-
 xp_object* make_string(const xp_json_record* record) {
   xp_ref string(xp_str_new_n(record->text, static_cast<int32_t>(record->length)));
   if (!string || !memchr(record->text, '\\', record->length)) return string.take();
@@ -204,7 +201,7 @@ xp_object* make_string(const xp_json_record* record) {
 // Hands a value on, with its reference; null is a value, too.
 int32_t attach(xp_plst_builder* builder, const xp_json_record* key, xp_object* value) {
   xp_object* top = xp_plst_top(builder);
-  if (xp_array* array = xp_as_array(top)) return xp_plst_append(array, value, ARRAY_STEP);
+  if (xp_array* array = xp_as_array(top)) return xp_plst_append(array, value);
   xp_dict* dict = xp_as_dict(top);
   if (!dict) return xp_plst_attach(builder, value);
   if (key && key->length)

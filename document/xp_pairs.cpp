@@ -36,7 +36,7 @@ int32_t add_pair(const xp_xml_record* value, xp_plst_builder* builder) {
   if (!key || key->length == 0) return XP_SECTION_E_PAIR;
   xp_dict* section = xp_as_dict(builder->pending);
   if (!section) section = result_of(builder);
-  xp_str* text = xp_plst_string(value);
+  xp_str* text = xp_str_new_n(value->text, length_of(value));
   if (!section || !text) {
     xp_object_release(text);
     return XP_SECTION_E_PAIR;

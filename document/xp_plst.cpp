@@ -2,10 +2,14 @@
 
 #include <string.h>
 
+#include "document/xp_json.h"
 #include "document/xp_list_xml.h"
 #include "document/xp_plist.h"
 #include "document/xp_plst_builder.h"
+#include "document/xp_section.h"
 #include "document/xp_soap.h"
+#include "document/xp_translation.h"
+#include "document/xp_writer.h"
 #include "document/xp_xmlrpc.h"
 #include "object/xp_num.h"
 #include "object/xp_ref.h"
@@ -24,6 +28,7 @@ xp_plst* xp_plst_new(xp_object* root, const xp_style* style) {
   auto* document = xp_object_new<xp_plst>(XP_PLST);
   if (!document) return nullptr;
   document->release = plst_release;
+  document->render = xp_plst_render;
   document->style = style;
   document->root = xp_object_retain(root);
   return document;
@@ -107,17 +112,17 @@ constexpr text_kind text_kinds[] = {
     {.all = SEEN_BRACE | SEEN_OTHER,
      .any = 0,
      .none = SEEN_COLON,
-     .reader = read_nothing,
+     .reader = xp_rules_read,
      .style = &xp_style_rules},
     {.all = 0,
      .any = SEEN_BRACE | SEEN_QUOTE,
      .none = 0,
-     .reader = read_nothing,
+     .reader = xp_json_read,
      .style = &xp_style_json},
     {.all = SEEN_OPEN | SEEN_COLON,
      .any = 0,
      .none = 0,
-     .reader = read_nothing,
+     .reader = xp_sections_read,
      .style = &xp_style_sections},
     {.all = 0,
      .any = SEEN_EQUAL | SEEN_AND,
@@ -135,6 +140,7 @@ struct xml_kind {
 
 constexpr xml_kind xml_kinds[] = {
     {.handler = xp_plist_event, .style = &xp_style_plist},
+    {.handler = xp_translation_event, .style = &xp_style_plist},
     {.handler = xp_rpc_event, .style = &xp_style_rpc},
     {.handler = xp_soap_event, .style = &xp_style_rpc},
     {.handler = xp_list_event, .style = &xp_style_list},

@@ -17,7 +17,7 @@ int32_t open_element(const xp_xml_record* record, xp_plst_builder* builder) {
 int32_t take_text(const xp_xml_record* record, xp_plst_builder* builder) {
   const xp_xml_record* parent = record->link;
   if (xp_xml_is(parent, "translation")) {
-    xp_str* text = xp_plst_string(record);
+    xp_str* text = xp_str_new_n(record->text, static_cast<int32_t>(record->length));
     xp_plst_set_pending(builder, text);
     return text ? 0 : -1;
   }

@@ -9,7 +9,7 @@
 
 using xp_lanes = uint8_t __attribute__((vector_size(16)));
 // What a compare of lanes gives: all bits of a lane set, or none.
-using xp_lane_mask = decltype(xp_lanes{} == xp_lanes{});
+using xp_lane_mask = int8_t __attribute__((vector_size(16)));
 
 constexpr int32_t XP_LANES = 16;
 

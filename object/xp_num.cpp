@@ -19,7 +19,7 @@ constexpr int32_t TEXT_SIZE = 64;  // what any number's text fits in, with its N
 int32_t num_text(const xp_num* num, char (&text)[TEXT_SIZE]) {
   if (num->decimals == 0) return xp_int64_to_text(text, TEXT_SIZE, num->integer);
   const uint32_t precision = num->decimals < TEXT_SIZE ? num->decimals : TEXT_SIZE;
-  return xp_fmt_fixed(num->real, 0, static_cast<int32_t>(precision), text, TEXT_SIZE);
+  return xp_fmt_fixed(num->real, 0, static_cast<int32_t>(precision), text, TEXT_SIZE - 1);
 }
 
 }  // namespace
