@@ -56,25 +56,11 @@ int32_t xp_plst_push_key(xp_plst_builder* builder, const char* text, uint32_t le
   return 0;
 }
 
-// Stands in for the retain of a container while a reference moves in.
-static xp_object* move_in(xp_object* value) {
-  return value;
-}
-
-// Stores the value under the newest waiting key, which is used up.
+// Stores the value under the newest waiting key, which is used up. An empty key stores nothing.
 static int32_t set_under_key(xp_plst_builder* builder, xp_dict* dict, xp_object* value) {
   xp_plst_keys& keys = builder->keys;
   const xp_plst_key key = keys.count == 0 ? xp_plst_key{} : keys.items[--keys.count];
-  int32_t result = key.text ? 0 : -1;
-  if (key.length != 0) {
-    const xp_value_retain retain = dict->retain_value;
-    dict->retain_value = move_in;
-    result = xp_dict_set(dict, key.text, static_cast<int32_t>(key.length), value);
-    dict->retain_value = retain;
-    if (result == 0) return 0;
-  }
-  xp_object_release(value);
-  return result;
+  return xp_dict_give(dict, key.text, static_cast<int32_t>(key.length), value);
 }
 
 int32_t xp_plst_append(xp_array* array, xp_object* value) {
