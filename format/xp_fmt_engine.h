@@ -81,6 +81,20 @@ inline void xp_fmt_put_characters(xp_fmt_sink* out, const char* text) {
       length <= static_cast<size_t>(room) ? length : static_cast<size_t>(xp_fmt_fit(text, room)));
 }
 
+// The two digits of each number below 100, counted from `zero`.
+struct xp_fmt_digit_pairs {
+  char of[100][2];
+};
+
+consteval xp_fmt_digit_pairs xp_fmt_make_digit_pairs(char zero) {
+  xp_fmt_digit_pairs pairs = {};
+  for (int i = 0; i < 100; i++) {
+    pairs.of[i][0] = static_cast<char>(zero + i / 10);
+    pairs.of[i][1] = static_cast<char>(zero + i % 10);
+  }
+  return pairs;
+}
+
 // One parsed directive with its place in the output.
 struct xp_fmt_directive {
   uint32_t flags;               // xp_fmt_flag

@@ -27,21 +27,7 @@ struct decimal {
   double fraction;  // what is left for the digits to come, below 1
 };
 
-// Two digits of a number below 100.
-struct pair_table {
-  char of[100][2];
-};
-
-consteval pair_table make_pairs() {
-  pair_table table = {};
-  for (int i = 0; i < 100; i++) {
-    table.of[i][0] = static_cast<char>(i / 10);
-    table.of[i][1] = static_cast<char>(i % 10);
-  }
-  return table;
-}
-
-constexpr pair_table pairs = make_pairs();
+constexpr xp_fmt_digit_pairs pairs = xp_fmt_make_digit_pairs(0);
 
 // Below this a whole number divided by 10 in double arithmetic gives the same digits as integer
 // division: the quotient's error stays well inside of the 0.03 that the method adds.

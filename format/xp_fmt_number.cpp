@@ -118,20 +118,7 @@ consteval power_table make_powers() {
 
 constexpr power_table powers = make_powers();
 
-struct pair_table {
-  char of[100][2];
-};
-
-consteval pair_table make_pairs() {
-  pair_table table = {};
-  for (int i = 0; i < 100; i++) {
-    table.of[i][0] = static_cast<char>('0' + i / 10);
-    table.of[i][1] = static_cast<char>('0' + i % 10);
-  }
-  return table;
-}
-
-constexpr pair_table pairs = make_pairs();
+constexpr xp_fmt_digit_pairs pairs = xp_fmt_make_digit_pairs('0');
 
 // Digits of a value above 0.
 uint32_t count_digits(uint64_t value, uint32_t base) {
