@@ -306,6 +306,19 @@ void registry_remove_key(registry_text* registry, const char* key) {
   text->bytes[kept] = 0;
 }
 
+void registry_remove_value(registry_text* registry, const char* key, const char* name) {
+  registry_key_name wanted;
+  value_place place;
+  if (!compare_key(key, &wanted)) return;
+  for (;;) {
+    find_value(registry, &wanted, name, &place);
+    if (!place.found) return;
+    host_buffer* text = &registry->text;
+    memmove(text->bytes + place.begin, text->bytes + place.end, text->length - place.end + 1);
+    text->length -= place.end - place.begin;
+  }
+}
+
 bool registry_edit_begin(registry_edit* edit) {
   char path[HOST_PATH_SIZE];
   if (!host_machine_path("registry.lock", path, sizeof path)) return false;

@@ -84,6 +84,8 @@ bool registry_each_value(const registry_text* registry, const char* key, registr
                                      const char* text);
 [[nodiscard]] bool registry_set_number(registry_text* registry, const char* key, const char* name,
                                        uint32_t number);
+// Takes the lines of a value out of a key's sections.
+void registry_remove_value(registry_text* registry, const char* key, const char* name);
 // Takes a key and everything below it out of the text.
 void registry_remove_key(registry_text* registry, const char* key);
 
