@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "tests/host/test_machine.h"
 #include "tests/support/fakes.h"
+#include "tests/support/host/test_machine.h"
 
 TEST(EventLog, ARecordIsALineOfFiveColumns) {
   test_machine machine;

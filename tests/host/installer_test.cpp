@@ -3,10 +3,10 @@
 #include <vector>
 
 #include "platform/host/installer_session.h"
-#include "tests/host/packages.h"
-#include "tests/host/test_machine.h"
-#include "tests/host/test_program.h"
 #include "tests/support/fakes.h"
+#include "tests/support/host/packages.h"
+#include "tests/support/host/test_machine.h"
+#include "tests/support/host/test_program.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "platform/proxy.h"
 
-#include "tests/host/test_machine.h"
 #include "tests/support/fakes.h"
+#include "tests/support/host/test_machine.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "tests/host/test_machine.h"
 #include "tests/support/fakes.h"
+#include "tests/support/host/test_machine.h"
 
 namespace {
 

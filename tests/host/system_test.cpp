@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "platform/host/pe_file.h"
-#include "tests/host/test_machine.h"
-#include "tests/host/test_program.h"
 #include "tests/support/fakes.h"
+#include "tests/support/host/test_machine.h"
+#include "tests/support/host/test_program.h"
 
 namespace {
 
