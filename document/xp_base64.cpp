@@ -1,0 +1,255 @@
+#include "document/xp_base64.h"
+
+#include <string.h>
+
+// ---- encoding ----------------------------------------------------------------------------------
+
+namespace {
+
+constexpr char alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+// Twelve bits give two characters at one look.
+struct pair_table {
+  char text[4096][2];
+};
+
+consteval pair_table make_pairs() {
+  pair_table table = {};
+  for (uint32_t i = 0; i < 4096; i++) {
+    table.text[i][0] = alphabet[i >> 6];
+    table.text[i][1] = alphabet[i & 63];
+  }
+  return table;
+}
+
+constexpr pair_table pairs = make_pairs();
+
+uint64_t load_big_endian(const uint8_t* bytes) {
+  uint64_t value = 0;
+  for (int i = 0; i < 8; i++)
+    value = value << 8 | bytes[i];
+  return value;
+}
+
+void store_big_endian(uint8_t* out, uint64_t value) {
+  for (int i = 0; i < 8; i++)
+    out[i] = static_cast<uint8_t>(value >> (56 - 8 * i));
+}
+
+void put_group(char* out, uint32_t group) {
+  memcpy(out, pairs.text[group >> 12], 2);
+  memcpy(out + 2, pairs.text[group & 0xFFF], 2);
+}
+
+// Where the text goes, and the bytes of a group that isn't complete yet.
+struct encoder {
+  char* out;
+  int32_t room;
+  uint8_t held[3];
+  int32_t held_count;
+};
+
+// Writes what fits of four characters.
+void put_characters(encoder& to, const char* text) {
+  const int32_t count = to.room < 4 ? to.room : 4;
+  memcpy(to.out, text, static_cast<size_t>(count));
+  to.out += count;
+  to.room -= count;
+}
+
+void put_held(encoder& to) {
+  char text[4];
+  put_group(text, static_cast<uint32_t>(to.held[0] << 16 | to.held[1] << 8 | to.held[2]));
+  for (int32_t i = to.held_count; i < 3; i++)
+    text[i + 1] = '=';
+  put_characters(to, text);
+  to.held_count = 0;
+  memset(to.held, 0, sizeof(to.held));
+}
+
+// Six bytes at a time, as long as eight can be read and there is room for their text. Returns how
+// many have been taken.
+int32_t encode_fast(encoder& to, const uint8_t* bytes, int32_t length) {
+  const uint8_t* at = bytes;
+  char* out = to.out;
+  for (; length >= 8 && to.room >= 8; at += 6, length -= 6, out += 8, to.room -= 8) {
+    const uint64_t value = load_big_endian(at);
+    memcpy(out, pairs.text[value >> 52], 2);
+    memcpy(out + 2, pairs.text[value >> 40 & 0xFFF], 2);
+    memcpy(out + 4, pairs.text[value >> 28 & 0xFFF], 2);
+    memcpy(out + 6, pairs.text[value >> 16 & 0xFFF], 2);
+  }
+  to.out = out;
+  return static_cast<int32_t>(at - bytes);
+}
+
+void encode_span(encoder& to, const uint8_t* bytes, int32_t length) {
+  for (int32_t i = 0; i < length; i++) {
+    if (to.held_count == 0) i += encode_fast(to, bytes + i, length - i);
+    if (to.room == 0) return;
+    to.held[to.held_count++] = bytes[i];
+    if (to.held_count == 3) put_held(to);
+  }
+}
+
+}  // namespace
+
+int32_t xp_base64_encode(const xp_byte_span* spans, int32_t count, char* buffer, int32_t size) {
+  uint64_t bytes = 0;
+  for (int32_t i = 0; i < count; i++)
+    if (spans[i].length > 0) bytes += static_cast<uint64_t>(spans[i].length);
+  const uint64_t whole = (bytes + 2) / 3 * 4;
+  if (whole > INT32_MAX) return -1;
+  if (!buffer) return static_cast<int32_t>(whole);
+  encoder to = {};
+  to.out = buffer;
+  to.room = size > 0 ? size : 0;
+  for (int32_t i = 0; i < count; i++)
+    encode_span(to, static_cast<const uint8_t*>(spans[i].bytes), spans[i].length);
+  if (to.held_count > 0) put_held(to);
+  return static_cast<int32_t>(to.out - buffer);
+}
+
+// ---- decoding ----------------------------------------------------------------------------------
+
+namespace {
+
+enum character : uint8_t {  // beside 0 to 63, the values of data
+  PADDING = 64,
+  INVALID = 65,
+  SKIPPED = 66,
+};
+
+// For every byte what it is, and for the fast path its value at each of the four places of a group,
+// with NOT_DATA set for all but data.
+constexpr uint32_t NOT_DATA = 0x80000000;
+
+struct decode_table {
+  uint8_t kind[256];
+  uint32_t at_place[4][256];
+};
+
+consteval decode_table make_decode_table() {
+  decode_table table = {};
+  for (auto& kind : table.kind)
+    kind = INVALID;
+  for (uint8_t i = 0; i < 64; i++)
+    table.kind[static_cast<uint8_t>(alphabet[i])] = i;
+  table.kind['-'] = 62;
+  table.kind['_'] = 63;
+  table.kind['='] = PADDING;
+  table.kind['\t'] = table.kind['\n'] = table.kind['\r'] = table.kind[' '] = SKIPPED;
+  for (uint32_t place = 0; place < 4; place++)
+    for (uint32_t c = 0; c < 256; c++) {
+      const uint32_t kind = table.kind[c];
+      table.at_place[place][c] = kind < 64 ? kind << (18 - 6 * place) : NOT_DATA;
+    }
+  return table;
+}
+
+constexpr decode_table decoding = make_decode_table();
+
+struct decoder {
+  uint8_t* out;      // null: the bytes are only counted
+  int32_t room;      // what is left of the buffer; without one, nothing ends
+  int32_t written;   // bytes given out
+  uint32_t group;    // the value of the group so far
+  uint32_t bits;     // in the group so far
+  uint32_t holds;    // bits that the group may give, 24 less 6 for each padding
+  uint32_t padding;  // bits of padding seen
+  uint32_t count;    // characters of data seen
+};
+
+void put_byte(decoder& to, uint32_t byte) {
+  if (to.room == 0) return;
+  if (to.out) {
+    *to.out++ = static_cast<uint8_t>(byte);
+    to.room--;
+  }
+  to.written++;
+}
+
+void put_bytes(decoder& to, uint32_t group, uint32_t bytes) {
+  for (uint32_t i = 0; i < bytes; i++)
+    put_byte(to, group >> (16 - 8 * i));
+}
+
+// One byte of the text; false when it makes the text invalid.
+bool take(decoder& to, uint8_t byte) {
+  const uint8_t kind = decoding.kind[byte];
+  if (kind == SKIPPED) return true;
+  if (kind == INVALID) return false;
+  if (kind == PADDING) {
+    if (to.bits < 12 || to.holds < 12) return false;
+    to.padding += 6;
+    to.holds -= 6;
+  } else {
+    if (to.holds < 24) return false;
+    to.count++;
+  }
+  to.bits += 6;
+  to.group = to.group << 6 | (kind & 63);
+  if (to.bits < 24) return true;
+  put_bytes(to, to.group, to.holds / 8);
+  to.bits = 0;
+  to.group = 0;
+  return true;
+}
+
+uint32_t group_at(const uint8_t* text) {
+  return decoding.at_place[0][text[0]] | decoding.at_place[1][text[1]] |
+         decoding.at_place[2][text[2]] | decoding.at_place[3][text[3]];
+}
+
+// Two whole groups of data at a time, as long as the eight bytes that are stored for their six have
+// room. Returns how many characters have been taken.
+int32_t decode_fast(decoder& to, const uint8_t* text, int32_t length) {
+  const uint8_t* at = text;
+  uint8_t* out = to.out;
+  for (; length >= 8 && to.room >= 8; at += 8, length -= 8) {
+    const uint32_t first = group_at(at);
+    const uint32_t second = group_at(at + 4);
+    if ((first | second) & NOT_DATA) break;
+    if (!out) continue;
+    store_big_endian(out, static_cast<uint64_t>(first) << 40 | static_cast<uint64_t>(second) << 16);
+    out += 6;
+    to.room -= 6;
+  }
+  const auto taken = static_cast<int32_t>(at - text);
+  to.out = out;
+  to.written += taken / 4 * 3;
+  to.count += static_cast<uint32_t>(taken);
+  return taken;
+}
+
+// What stands in the last group; false when that can't be.
+bool finish(decoder& to) {
+  if (to.padding) return to.bits == 0;
+  switch (to.count % 4) {
+    case 1:
+      return false;
+    case 2:
+      put_bytes(to, to.group << 12, 1);
+      return true;
+    case 3:
+      put_bytes(to, to.group << 6, 2);
+      return true;
+    default:
+      return true;
+  }
+}
+
+}  // namespace
+
+int32_t xp_base64_decode(xp_byte_span text, void* buffer, int32_t size) {
+  const auto* bytes = static_cast<const uint8_t*>(text.bytes);
+  decoder to = {};
+  to.out = static_cast<uint8_t*>(buffer);
+  to.room = buffer ? (size > 0 ? size : 0) : INT32_MAX;
+  to.holds = 24;
+  for (int32_t i = 0; i < text.length; i++) {
+    if (to.bits == 0 && to.holds == 24) i += decode_fast(to, bytes + i, text.length - i);
+    if (i < text.length && !take(to, bytes[i])) return -1;
+  }
+  return finish(to) ? to.written : -1;
+}
