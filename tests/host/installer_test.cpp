@@ -383,7 +383,7 @@ TEST(Installer, BrokenPackagesFailWithoutHarm) {
   std::ifstream file(make_package("--unsigned"), std::ios::binary);
   const std::string whole((std::istreambuf_iterator<char>(file)), {});
   test_machine machine;
-  for (size_t i = 0; i < whole.size(); i += 97) {
+  for (size_t i = 0; i < whole.size(); i += 211) {
     for (const bool cut : {true, false}) {
       std::string broken = whole;
       if (cut) broken.resize(i);
