@@ -9,6 +9,8 @@ include(GoogleTest)
 file(GLOB test_support CONFIGURE_DEPENDS tests/support/*.cpp)
 add_library(test_support STATIC ${test_support})
 target_link_libraries(test_support PUBLIC ruvo_core gtest)
+# A test names the fields that its case is about.
+target_compile_options(test_support PUBLIC -Wno-missing-field-initializers)
 
 function(add_unit_tests name)
   cmake_parse_arguments(arg "" "LABEL" "SOURCES" ${ARGN})

@@ -185,12 +185,6 @@ void clock_sleep(uint32_t milliseconds) {
   machine->course.push_back("sleep " + std::to_string(milliseconds));
 }
 
-bool random_fill(void* out, uint32_t length) {
-  memset(out, 0, length);
-  memcpy(out, &machine->random_word, std::min<size_t>(length, sizeof(machine->random_word)));
-  return true;
-}
-
 }  // namespace
 
 fake_machine::fake_machine() {
@@ -222,7 +216,6 @@ fake_machine::fake_machine() {
   system.message_box = system_message;
   clock.utc = clock_utc;
   clock.sleep = clock_sleep;
-  random.fill = random_fill;
 }
 
 fake_machine::~fake_machine() {

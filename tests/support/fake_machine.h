@@ -60,7 +60,6 @@ struct fake_machine : fake_platform {
   bool os_known = true;
   xp_os_version os = {10, 0, 19045};
   bool wow64_process = false;
-  uint32_t now = 1700000000;  // seconds since 1970
-  uint32_t random_word = 0x12345678;
+  uint32_t now = 1700000000;          // seconds since 1970
   std::vector<std::string> messages;  // texts of message boxes
 };

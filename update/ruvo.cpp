@@ -1,1 +1,0 @@
-#include "update/ruvo.h"
