@@ -46,17 +46,26 @@ void read_months() {
       months.names[i][0] = 0;
 }
 
-// Whether the text begins with a word of the locale's, in any case. Not with an empty one.
-bool begins_with_word(const char* text, const char* word) {
-  const auto length = static_cast<int32_t>(strlen(word));
-  if (length == 0 || memchr(text, 0, static_cast<size_t>(length))) return false;
-  return xp_platform->text->compare_narrow(text, length, word, length) == 0;
-}
-
-// The same for a word of ASCII letters, which a NUL in the text differs from.
+// Whether the text begins with a word of ASCII letters, in any case. A NUL in the text differs.
 bool begins_with_ascii(const char* text, const char* word) {
   const auto length = static_cast<int32_t>(strlen(word));
   return xp_text_compare_nocase(text, length, word, length) == 0;
+}
+
+bool is_ascii(const char* text, int32_t length) {
+  for (int32_t i = 0; i < length; i++)
+    if (text[i] & 0x80) return false;
+  return true;
+}
+
+// The same with a word of the locale's, but no empty one. The platform is asked only where it knows
+// better: beyond ASCII.
+bool begins_with_word(const char* text, const char* word) {
+  const auto length = static_cast<int32_t>(strlen(word));
+  if (length == 0 || memchr(text, 0, static_cast<size_t>(length))) return false;
+  if (begins_with_ascii(text, word)) return true;
+  if (is_ascii(text, length) && is_ascii(word, length)) return false;
+  return xp_platform->text->compare_narrow(text, length, word, length) == 0;
 }
 
 void copy_text(char* out, const char (&text)[16]) {
@@ -199,25 +208,22 @@ order_row arrangement(int32_t order) {
   }
 }
 
-// What has been read of a date becomes the hour, and the date is today's.
-void begin_with_time(reading& read, const order_row& order, const xp_time_fields& today) {
+// What has been read of a date is the hour.
+void begin_with_time(reading& read) {
   read.numbers[HOUR] = read.numbers[FIRST];
-  read.numbers[order.month] = today.month;
-  read.numbers[order.day] = today.day;
-  read.numbers[order.year] = today.year;
   read.current = MINUTE;
 }
 
-bool read_date_and_time(reading& read, const order_row& order, const xp_time_fields& today) {
+bool read_date_and_time(reading& read) {
   skip_spaces(read);
   read_date(read);
   if (is_time_separator(read, *read.at)) {
     if (read.date_separators) return false;
     read.at++;
     read.time_separators++;
-    begin_with_time(read, order, today);
+    begin_with_time(read);
   } else if (!read.date_separators) {
-    begin_with_time(read, order, today);
+    begin_with_time(read);
   } else {
     skip_spaces(read);
     read_half(read);
@@ -228,6 +234,12 @@ bool read_date_and_time(reading& read, const order_row& order, const xp_time_fie
   skip_spaces(read);
   read_half(read);
   return read.date_separators || read.time_separators || read.half != UNKNOWN_HALF;
+}
+
+void put_today(reading& read, const order_row& order, const xp_time_fields& today) {
+  read.numbers[order.month] = today.month;
+  read.numbers[order.day] = today.day;
+  read.numbers[order.year] = today.year;
 }
 
 bool put_fields(const reading& read, const order_row& order, xp_time_fields* fields) {
@@ -260,8 +272,12 @@ int32_t xp_time_parse_locale(const char* text, int32_t order, char separator,
   read.date_separator = separator ? separator : conventions.date_separator[0];
   read.time_separator = conventions.time_separator[0];
   const order_row arranged = arrangement(order);
-  xp_time_fields parsed = xp_time_local_now();
-  if (!read_date_and_time(read, arranged, parsed) || !put_fields(read, arranged, &parsed)) return 0;
+  if (!read_date_and_time(read)) return 0;
+  // A whole date leaves nothing to ask the clock for.
+  xp_time_fields parsed = {};
+  if (read.date_separators < 2) parsed = xp_time_local_now();
+  if (read.date_separators == 0) put_today(read, arranged, parsed);
+  if (!put_fields(read, arranged, &parsed)) return 0;
   xp_time_to_fields(xp_time_from_fields(&parsed), fields);
   return 1;
 }
