@@ -34,58 +34,58 @@ enum family : uint8_t {
 };
 
 struct conversion {
-  char letter;
   xp_fmt_conversion print;
+  char letter;
   family subtypes;
 };
 
 constexpr conversion conversion_rows[] = {
-    {'c', xp_fmt_convert_byte, IGNORES_SUBTYPE},
-    {'s', xp_fmt_convert_text, IGNORES_SUBTYPE},
-    {'S', xp_fmt_convert_counted, IGNORES_SUBTYPE},
-    {'P', xp_fmt_convert_pascal, IGNORES_SUBTYPE},
-    {'O', xp_fmt_convert_object, IGNORES_SUBTYPE},
-    {'H', xp_fmt_convert_bytes, IGNORES_SUBTYPE},
-    {'h', xp_fmt_convert_bytes, IGNORES_SUBTYPE},
-    {'T', xp_fmt_convert_tag, IGNORES_SUBTYPE},
-    {'d', xp_fmt_convert_signed, NUMBERS},
-    {'i', xp_fmt_convert_signed, IGNORES_SUBTYPE},
-    {'u', xp_fmt_convert_unsigned, NUMBERS},
-    {'o', xp_fmt_convert_octal, IGNORES_SUBTYPE},
-    {'x', xp_fmt_convert_hex_small, NUMBERS},
-    {'X', xp_fmt_convert_hex, NUMBERS},
-    {'p', xp_fmt_convert_pointer, POINTERS},
-    {'e', xp_fmt_convert_float, REALS},
-    {'E', xp_fmt_convert_float, REALS},
-    {'f', xp_fmt_convert_float, REALS},
-    {'F', xp_fmt_convert_float, REALS},
-    {'g', xp_fmt_convert_float, IGNORES_SUBTYPE},
-    {'G', xp_fmt_convert_float, IGNORES_SUBTYPE},
-    {'z', xp_fmt_convert_time, IGNORES_SUBTYPE},
-    {'D', xp_fmt_convert_time, IGNORES_SUBTYPE},
-    {'Z', xp_fmt_convert_local_time, IGNORES_SUBTYPE},
-    {'a', put_letter_drop_argument, IGNORES_SUBTYPE},
-    {'A', put_letter_drop_argument, IGNORES_SUBTYPE},
+    {xp_fmt_convert_byte, 'c', IGNORES_SUBTYPE},
+    {xp_fmt_convert_text, 's', IGNORES_SUBTYPE},
+    {xp_fmt_convert_counted, 'S', IGNORES_SUBTYPE},
+    {xp_fmt_convert_pascal, 'P', IGNORES_SUBTYPE},
+    {xp_fmt_convert_object, 'O', IGNORES_SUBTYPE},
+    {xp_fmt_convert_bytes, 'H', IGNORES_SUBTYPE},
+    {xp_fmt_convert_bytes, 'h', IGNORES_SUBTYPE},
+    {xp_fmt_convert_tag, 'T', IGNORES_SUBTYPE},
+    {xp_fmt_convert_signed, 'd', NUMBERS},
+    {xp_fmt_convert_signed, 'i', IGNORES_SUBTYPE},
+    {xp_fmt_convert_unsigned, 'u', NUMBERS},
+    {xp_fmt_convert_octal, 'o', IGNORES_SUBTYPE},
+    {xp_fmt_convert_hex_small, 'x', NUMBERS},
+    {xp_fmt_convert_hex, 'X', NUMBERS},
+    {xp_fmt_convert_pointer, 'p', POINTERS},
+    {xp_fmt_convert_float, 'e', REALS},
+    {xp_fmt_convert_float, 'E', REALS},
+    {xp_fmt_convert_float, 'f', REALS},
+    {xp_fmt_convert_float, 'F', REALS},
+    {xp_fmt_convert_float, 'g', IGNORES_SUBTYPE},
+    {xp_fmt_convert_float, 'G', IGNORES_SUBTYPE},
+    {xp_fmt_convert_time, 'z', IGNORES_SUBTYPE},
+    {xp_fmt_convert_time, 'D', IGNORES_SUBTYPE},
+    {xp_fmt_convert_local_time, 'Z', IGNORES_SUBTYPE},
+    {put_letter_drop_argument, 'a', IGNORES_SUBTYPE},
+    {put_letter_drop_argument, 'A', IGNORES_SUBTYPE},
 };
 
 struct subtype {
+  xp_fmt_conversion print;
   family of;
   char letter;
-  xp_fmt_conversion print;
 };
 
 constexpr subtype subtype_rows[] = {
     // clang-format off
-    {POINTERS, 's', xp_fmt_convert_text},
-    {POINTERS, 'S', xp_fmt_convert_counted},
-    {POINTERS, 'P', xp_fmt_convert_pascal},
-    {POINTERS, 'O', xp_fmt_convert_object},
-    {POINTERS, 'U', xp_fmt_convert_guid},
-    {POINTERS, 'H', xp_fmt_convert_block},
-    {POINTERS, 'h', xp_fmt_convert_block},
-    {NUMBERS, 'T', xp_fmt_convert_tag},
-    {NUMBERS, 'z', xp_fmt_convert_time},
-    {NUMBERS, 'Z', xp_fmt_convert_local_time},
+    {xp_fmt_convert_text, POINTERS, 's'},
+    {xp_fmt_convert_counted, POINTERS, 'S'},
+    {xp_fmt_convert_pascal, POINTERS, 'P'},
+    {xp_fmt_convert_object, POINTERS, 'O'},
+    {xp_fmt_convert_guid, POINTERS, 'U'},
+    {xp_fmt_convert_block, POINTERS, 'H'},
+    {xp_fmt_convert_block, POINTERS, 'h'},
+    {xp_fmt_convert_tag, NUMBERS, 'T'},
+    {xp_fmt_convert_time, NUMBERS, 'z'},
+    {xp_fmt_convert_local_time, NUMBERS, 'Z'},
     // clang-format on
 };
 
@@ -124,7 +124,7 @@ struct conversion_table {
 consteval conversion_table make_conversion_table() {
   conversion_table table = {};
   for (conversion& row : table.by_letter)
-    row = {0, put_letter, IGNORES_SUBTYPE};
+    row = {put_letter, 0, IGNORES_SUBTYPE};
   for (const conversion& row : conversion_rows)
     table.by_letter[static_cast<uint8_t>(row.letter)] = row;
   for (const char c : "#-+' ,0123456789*.lIt")

@@ -80,11 +80,11 @@ using letter_print = void (*)(xp_fmt_sink* out, const xp_time_fields* fields,
 
 // One letter and how it prints.
 struct letter_row {
-  char letter;
   letter_print print;
-  int32_t digits;    // least digits, filled with zeros; negative: least places, with blanks
   const char* text;  // a text or a format of other letters
+  int32_t digits;    // least digits, filled with zeros; negative: least places, with blanks
   int32_t form;      // of the locale, an xp_time_format_kind
+  char letter;
 };
 
 void put_long_number(xp_fmt_sink* out, uint32_t value, int32_t least, char fill) {
@@ -144,21 +144,21 @@ void put_zone(xp_fmt_sink* out, const xp_time_fields* fields, const letter_row*)
 void put_letters(xp_fmt_sink* out, const xp_time_fields* fields, const letter_row* row);
 
 constexpr letter_row text(char letter, const char* value) {
-  return {letter, put_text, 0, value, 0};
+  return {put_text, value, 0, 0, letter};
 }
 constexpr letter_row letters(char letter, const char* format) {
-  return {letter, put_letters, 0, format, 0};
+  return {put_letters, format, 0, 0, letter};
 }
 constexpr letter_row locale(char letter, xp_time_format_kind form) {
-  return {letter, put_locale, 0, nullptr, form};
+  return {put_locale, nullptr, 0, form, letter};
 }
 template <fields_number value>
 constexpr letter_row number(char letter, int32_t digits) {
-  return {letter, put_number<value>, digits, nullptr, 0};
+  return {put_number<value>, nullptr, digits, 0, letter};
 }
 template <fields_text value>
 constexpr letter_row name(char letter) {
-  return {letter, put_name<value>, 0, nullptr, 0};
+  return {put_name<value>, nullptr, 0, 0, letter};
 }
 
 const char* day_abbreviation(const xp_time_fields* f) {
@@ -232,7 +232,7 @@ constexpr letter_row letter_rows[] = {
     locale('X', XP_TIME_WITH_SECONDS),
     number<[](fields_in f) { return f->year % 100u; }>('y', 2),
     number<[](fields_in f) { return uint32_t{f->year}; }>('Y', 4),
-    {'z', put_zone, 0, nullptr, 0},
+    {put_zone, nullptr, 0, 0, 'z'},
     text('Z', "?"),  // zone names are not kept
     letters('+', "%a, %d %b %Y %H:%M:%S %z"),
     name<date_separator>('/'),

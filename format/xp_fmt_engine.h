@@ -23,9 +23,14 @@ inline uint64_t xp_fmt_take(xp_fmt_arguments* arguments) {
   arguments->next = index + 1;
   return arguments->slots[index];
 }
+// Slots carry pointers as numbers.
+template <class T>
+T* xp_fmt_pointer(uint64_t slot) {
+  return reinterpret_cast<T*>(static_cast<uintptr_t>(slot));  // NOLINT(performance-no-int-to-ptr)
+}
 template <class T>
 const T* xp_fmt_take_pointer(xp_fmt_arguments* arguments) {
-  return reinterpret_cast<const T*>(static_cast<uintptr_t>(xp_fmt_take(arguments)));
+  return xp_fmt_pointer<const T>(xp_fmt_take(arguments));
 }
 inline int32_t xp_fmt_take_int(xp_fmt_arguments* arguments) {
   return static_cast<int32_t>(static_cast<uint32_t>(xp_fmt_take(arguments)));

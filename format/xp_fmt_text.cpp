@@ -402,9 +402,8 @@ static int32_t render_object(const xp_fmt_directive* directive, xp_object* objec
 // With an escape: from the object's own bytes when it shows them, otherwise from a copy.
 static int32_t escape_object(const xp_fmt_directive* directive, xp_object* object) {
   uint32_t shown = 0;
-  const xp_word bytes = xp_object_control(object, XP_CTL_PNTR, 0, &shown);
-  if (bytes)
-    return put_plain(directive, reinterpret_cast<const char*>(bytes), static_cast<int32_t>(shown));
+  const auto* bytes = xp_fmt_pointer<const char>(xp_object_control(object, XP_CTL_PNTR, 0, &shown));
+  if (bytes) return put_plain(directive, bytes, static_cast<int32_t>(shown));
 
   int32_t length = object->render ? object->render(object, nullptr, 0) : 0;
   if (length <= 0) return put_plain(directive, "", 0);
@@ -415,8 +414,7 @@ static int32_t escape_object(const xp_fmt_directive* directive, xp_object* objec
 }
 
 int32_t xp_fmt_convert_object(const xp_fmt_directive* directive) {
-  const auto slot = xp_fmt_take(directive->arguments);
-  auto* object = reinterpret_cast<xp_object*>(static_cast<uintptr_t>(slot));
+  auto* object = xp_fmt_pointer<xp_object>(xp_fmt_take(directive->arguments));
   if (!object) {
     if (directive->sub_format_length <= 0) return 0;
     return put_plain(directive, directive->sub_format, directive->sub_format_length);
