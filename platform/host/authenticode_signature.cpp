@@ -28,15 +28,21 @@ bool enter_sequence(const uint8_t** at, long room, long* size) {
          kind == V_ASN1_UNIVERSAL;
 }
 
+// The digests of Authenticode that are still good for something.
+const EVP_MD* accepted_digest(const ASN1_OBJECT* name) {
+  constexpr int ACCEPTED[] = {NID_sha1, NID_sha256, NID_sha384, NID_sha512};
+  for (const int accepted : ACCEPTED)
+    if (OBJ_obj2nid(name) == accepted) return EVP_get_digestbynid(accepted);
+  return nullptr;
+}
+
 bool take_digest(const X509_SIG* info, content* out) {
   const X509_ALGOR* algorithm;
   const ASN1_OCTET_STRING* digest;
   const ASN1_OBJECT* name;
   X509_SIG_get0(info, &algorithm, &digest);
   X509_ALGOR_get0(&name, nullptr, nullptr, algorithm);
-  constexpr int ACCEPTED[] = {NID_sha1, NID_sha256, NID_sha384, NID_sha512};
-  for (const int accepted : ACCEPTED)
-    if (OBJ_obj2nid(name) == accepted) out->algorithm = EVP_get_digestbynid(accepted);
+  out->algorithm = accepted_digest(name);
   if (!out->algorithm || ASN1_STRING_length(digest) != EVP_MD_get_size(out->algorithm))
     return false;
   memcpy(out->digest, ASN1_STRING_get0_data(digest),
@@ -64,7 +70,16 @@ bool read_content(const PKCS7* message, content* out) {
   return taken;
 }
 
+// PKCS7_verify starts a digest for each that the message lists, and leaks when it can't.
+bool lists_accepted_digests(const PKCS7* message) {
+  const STACK_OF(X509_ALGOR)* digests = message->d.sign->md_algs;
+  for (int i = 0; i < sk_X509_ALGOR_num(digests); i++)
+    if (!accepted_digest(sk_X509_ALGOR_value(digests, i)->algorithm)) return false;
+  return true;
+}
+
 int32_t check_signatures(PKCS7* message, const content* signed_content) {
+  if (!lists_accepted_digests(message)) return TRUST_CERT_SIGNATURE;
   BIO* bytes = BIO_new_mem_buf(signed_content->bytes, static_cast<int>(signed_content->size));
   if (!bytes) return TRUST_OUT_OF_MEMORY;
   ERR_clear_error();
