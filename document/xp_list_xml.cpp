@@ -1,6 +1,7 @@
 #include "document/xp_list_xml.h"
 
 #include "document/xp_plst_value.h"
+#include "document/xp_xml_names.h"
 #include "object/xp_ref.h"
 #include "stream/xp_url.h"
 
@@ -13,7 +14,7 @@ struct type_row {
 
 // The words of the attribute "type". The first row also stands for all other words, and for none.
 // "true" and "false" say the value of an empty field; with text it is a string.
-constexpr type_row types[] = {
+constexpr auto types = xp_xml_names_of<type_row>({
     {xp_xml_word("text"), {xp_plst_string, xp_plst_empty_string}},
     {xp_xml_word("long"), {xp_plst_integer, xp_plst_zero}},
     {xp_xml_word("real"), {xp_plst_real, xp_plst_zero}},
@@ -22,11 +23,11 @@ constexpr type_row types[] = {
     {xp_xml_word("false"), {xp_plst_string, xp_plst_false}},
     {xp_xml_word("date"), {xp_plst_date, xp_plst_now}},
     {xp_xml_word("data"), {xp_plst_data, xp_plst_empty_data}},
-};
+});
 
 const xp_plst_type& type_of(const xp_xml_record* field) {
-  const type_row* row = xp_plst_row(types, xp_xml_attribute_value(field, "type"));
-  return row ? row->type : types[0].type;
+  const type_row* row = types.find(xp_xml_attribute_value(field, "type"));
+  return row ? row->type : types.rows[0].type;
 }
 
 // A field of fields, rather than of a value.

@@ -1,6 +1,7 @@
 #include "document/xp_plist.h"
 
 #include "document/xp_plst_value.h"
+#include "document/xp_xml_names.h"
 
 namespace {
 
@@ -13,7 +14,7 @@ struct element_row {
 };
 
 // Frequent ones first.
-constexpr element_row elements[] = {
+constexpr auto elements = xp_xml_names_of<element_row>({
     {xp_xml_word("key"), KEY, {}},
     {xp_xml_word("string"), SCALAR, {xp_plst_string, xp_plst_empty_string}},
     {xp_xml_word("integer"), SCALAR, {xp_plst_integer, xp_plst_zero}},
@@ -25,12 +26,19 @@ constexpr element_row elements[] = {
     {xp_xml_word("data"), SCALAR, {xp_plst_data, xp_plst_empty_data}},
     {xp_xml_word("boolean"), SCALAR, {xp_plst_boolean, nullptr}},
     {xp_xml_word("plist"), WRAPPER, {}},
-};
+});
+
+const element_row* row_of(const xp_plst_builder* builder, const xp_xml_record* record) {
+  if (record && record == builder->known.element)
+    return static_cast<const element_row*>(builder->known.row);
+  return elements.find(record);
+}
 
 // A foreign document is refused at its root, before anything has been made of it.
 int32_t open_element(xp_plst_builder* builder, const xp_xml_record* record) {
   xp_plst_set_pending(builder, nullptr);
-  const element_row* element = xp_plst_row(elements, record);
+  const element_row* element = elements.find(record);
+  builder->known = {record, element};
   const bool is_root = !record->link;
   if (!element || (element->role == WRAPPER) != is_root) return -1;
   switch (element->role) {
@@ -45,7 +53,7 @@ int32_t open_element(xp_plst_builder* builder, const xp_xml_record* record) {
 
 // Of several runs of text in one element, with comments between them, the last one counts.
 int32_t take_text(xp_plst_builder* builder, const xp_xml_record* text) {
-  const element_row* element = xp_plst_row(elements, text->link);
+  const element_row* element = row_of(builder, text->link);
   if (!element) return -1;
   if (element->role == KEY)
     return xp_xml_is(text->link->link, "dict") ? xp_plst_push_key(builder, text->text, text->length)
@@ -57,14 +65,14 @@ int32_t take_text(xp_plst_builder* builder, const xp_xml_record* text) {
 }
 
 int32_t take_nothing(xp_plst_builder* builder, const xp_xml_record* record) {
-  const element_row* element = xp_plst_row(elements, record);
+  const element_row* element = row_of(builder, record);
   if (element && element->type.when_empty) xp_plst_set_pending(builder, element->type.when_empty());
   return 0;
 }
 
 // The close of "plist" comes here, too: nothing is pending there, which ends the scan.
 int32_t close_element(xp_plst_builder* builder, const xp_xml_record* record) {
-  switch (xp_plst_row(elements, record)->role) {
+  switch (row_of(builder, record)->role) {
     case KEY:
       return 0;
     case DICT:

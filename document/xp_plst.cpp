@@ -13,6 +13,7 @@
 #include "document/xp_xmlrpc.h"
 #include "object/xp_num.h"
 #include "object/xp_ref.h"
+#include "stream/xp_form.h"
 
 // Elements, attributes and values of XML that are open at a time.
 constexpr uint32_t XML_RECORDS = 40;
@@ -57,18 +58,17 @@ struct seen_table {
 };
 
 consteval seen_table make_seen() {
+  constexpr struct {
+    uint8_t byte;
+    uint16_t seen;
+  } marks[] = {{'{', SEEN_BRACE},     {'"', SEEN_QUOTE},    {'[', SEEN_OPEN}, {']', SEEN_CLOSE},
+               {'<', SEEN_TAG},       {'=', SEEN_EQUAL},    {'&', SEEN_AND},  {':', SEEN_COLON},
+               {'\r', SEEN_LINE_END}, {'\n', SEEN_LINE_END}};
   seen_table table = {};
   for (int byte = 33; byte < 128; byte++)
     table.of[byte] = SEEN_OTHER;
-  table.of['{'] = SEEN_BRACE;
-  table.of['"'] = SEEN_QUOTE;
-  table.of['['] = SEEN_OPEN;
-  table.of[']'] = SEEN_CLOSE;
-  table.of['<'] = SEEN_TAG;
-  table.of['='] = SEEN_EQUAL;
-  table.of['&'] = SEEN_AND;
-  table.of[':'] = SEEN_COLON;
-  table.of['\r'] = table.of['\n'] = SEEN_LINE_END;
+  for (const auto& mark : marks)
+    table.of[mark.byte] = mark.seen;
   return table;
 }
 
@@ -104,10 +104,6 @@ struct text_kind {
   const xp_style* style;
 };
 
-int32_t read_nothing(const char*, xp_plst_builder*) {
-  return -1;
-}
-
 constexpr text_kind text_kinds[] = {
     {.all = SEEN_BRACE | SEEN_OTHER,
      .any = 0,
@@ -127,7 +123,7 @@ constexpr text_kind text_kinds[] = {
     {.all = 0,
      .any = SEEN_EQUAL | SEEN_AND,
      .none = SEEN_LINE_END,
-     .reader = read_nothing,
+     .reader = xp_form_read,
      .style = &xp_style_form},
 };
 

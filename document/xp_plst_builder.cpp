@@ -65,7 +65,7 @@ static int32_t set_under_key(xp_plst_builder* builder, xp_dict* dict, xp_object*
 
 int32_t xp_plst_append(xp_array* array, xp_object* value) {
   if (static_cast<uint32_t>(array->count) == array->capacity) {
-    const int32_t capacity = array->count < 8 ? 16 : array->count * 2;
+    const int32_t capacity = array->count < 4 ? 4 : array->count * 2;
     if (array->count > INT32_MAX / 2 || xp_array_reserve(array, capacity) < 0) {
       xp_object_release(value);
       return -1;

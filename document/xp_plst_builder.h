@@ -34,6 +34,14 @@ struct xp_plst_keys {
   size_t capacity;
 };
 
+// The element that was opened last and its row in the vocabulary of the reader, which spares the
+// look-up at its text and at its end. Every element passes through here as it opens, so a record
+// that is used again never meets the row of another element.
+struct xp_plst_known {
+  const xp_xml_record* element;
+  const void* row;
+};
+
 // All zero at the start of a run.
 struct xp_plst_builder {
   xp_plst_containers containers;
@@ -41,6 +49,7 @@ struct xp_plst_builder {
   xp_object* pending;  // the value of the element being read, or the current section; owned
   xp_object* result;   // the finished root value; owned
   int32_t bare_value;  // an XML-RPC "value" has no typed child so far
+  xp_plst_known known;
 };
 
 // Reads a whole NUL-terminated text into the builder. The result counts for nothing but tests.

@@ -12,17 +12,6 @@ struct xp_plst_type {
   xp_object* (*when_empty)();
 };
 
-// The row of a vocabulary, an array of records with an xp_xml_name `name`, that has the name of
-// `record`; null when there is none and for a null record.
-template <class Row, size_t COUNT>
-const Row* xp_plst_row(const Row (&rows)[COUNT], const xp_xml_record* record) {
-  if (!record) return nullptr;
-  const xp_xml_name name = xp_xml_name_of(record);
-  for (const Row& row : rows)
-    if (row.name == name) return &row;
-  return nullptr;
-}
-
 xp_object* xp_plst_string(const xp_xml_record* text, const xp_xml_record*);
 // A sign, decimal or "0x" hexadecimal digits; the first other byte ends it. 32 bits wide and taken
 // as unsigned: "-1" is 4294967295, and what is above the range wraps.

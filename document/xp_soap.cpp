@@ -9,9 +9,12 @@ namespace {
 bool is_envelope(const xp_xml_record* element) {
   static const char prefixed[] = ":Envelope";
   constexpr uint32_t LENGTH = sizeof(prefixed) - 1;
-  if (element->length < LENGTH) return xp_xml_is(element, "Envelope");
+  if (element->length < LENGTH) return xp_xml_is(element, "envelope");
   return xp_xml_equal(element->text + element->length - LENGTH, prefixed, LENGTH) == 0;
 }
+
+// Most elements turn out to hold text or nothing: `pending` keeps the dictionary of the last such
+// one, still without entries, for the next element.
 
 // Every element is a dictionary until its text or its end says otherwise. Only the root is an
 // envelope, and nothing opens behind text.
@@ -19,13 +22,14 @@ int32_t open_element(xp_plst_builder* builder, const xp_xml_record* element) {
   xp_object* top = xp_plst_top(builder);
   if (top && !xp_as_dict(top)) return -1;
   if (is_envelope(element) != !element->link) return -1;
-  return xp_plst_push(builder, xp_dict_new(XP_DICT_NOCASE));
+  xp_object* spare = xp_plst_take_pending(builder);
+  return xp_plst_push(builder, spare ? spare : xp_dict_new(XP_DICT_NOCASE));
 }
 
 int32_t take_text(xp_plst_builder* builder, const xp_xml_record* text) {
   xp_dict* element = xp_as_dict(xp_plst_top(builder));
   if (!element || xp_dict_count(element) != 0) return -1;
-  xp_object_release(xp_plst_pop(builder));
+  xp_plst_set_pending(builder, xp_plst_pop(builder));
   return xp_plst_push(builder, xp_str_new_n(text->text, static_cast<int32_t>(text->length)));
 }
 
@@ -48,7 +52,10 @@ int32_t close_element(xp_plst_builder* builder, const xp_xml_record* element) {
   if (!top) return xp_plst_attach(builder, value.take());
   // An empty element leaves no trace.
   xp_dict* dict = xp_as_dict(value.get());
-  if (dict && xp_dict_count(dict) == 0) return 0;
+  if (dict && xp_dict_count(dict) == 0) {
+    xp_plst_set_pending(builder, value.take());
+    return 0;
+  }
   xp_dict* parent = xp_as_dict(top);
   if (!parent) return -1;
   const char* key = element->text;

@@ -2,14 +2,17 @@
 
 #include <string.h>
 
+#include <bit>
+
+#include "document/xp_xml_word.h"
+
 namespace {
 
 // Classes of a byte.
 enum : uint8_t {
-  NAME = 1,    // may stand in a name
-  GAP = 2,     // passed over between the parts of a tag: up to 32 as a signed byte, but not NUL
-  BLANK = 4,   // makes no text: up to 32 as an unsigned byte, but not NUL
-  MARKUP = 8,  // "<" or NUL: ends a run of text
+  NAME = 1,   // may stand in a name
+  GAP = 2,    // passed over between the parts of a tag: up to 32 as a signed byte, but not NUL
+  BLANK = 4,  // makes no text: up to 32 as an unsigned byte, but not NUL
 };
 
 struct byte_table {
@@ -26,7 +29,6 @@ consteval byte_table make_classes() {
         (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z'))
       entry |= NAME;
   }
-  table.of[0] = table.of['<'] = MARKUP;
   return table;
 }
 
@@ -39,13 +41,11 @@ consteval byte_table make_fold() {
 
 // What a byte inside markup waits for, by the byte that opens it; 0 for all others.
 consteval byte_table make_closers() {
+  constexpr uint8_t pairs[][2] = {{'"', '"'}, {'\'', '\''}, {'(', ')'},
+                                  {'<', '>'}, {'[', ']'},   {'{', '}'}};
   byte_table table = {};
-  table.of['"'] = '"';
-  table.of['\''] = '\'';
-  table.of['('] = ')';
-  table.of['<'] = '>';
-  table.of['['] = ']';
-  table.of['{'] = '}';
+  for (const auto& pair : pairs)
+    table.of[pair[0]] = pair[1];
   return table;
 }
 
@@ -133,9 +133,24 @@ stretch markup_end(const char* cursor) {
   return {cursor, cursor};
 }
 
+// The next "<" before `end`, or `end`; eight bytes at a time.
+const char* find_tag(const char* cursor, const char* end) {
+  constexpr uint64_t ONES = UINT64_C(0x0101010101010101);
+  for (; end - cursor >= 8; cursor += 8) {
+    const uint64_t word = xp_xml_load<uint64_t>(cursor) ^ (ONES * '<');
+    // The lowest high bit that is set belongs to the first byte that is zero.
+    const uint64_t zeros = (word - ONES) & ~word & (ONES << 7);
+    if (zeros != 0) return cursor + std::countr_zero(zeros) / 8;
+  }
+  while (cursor != end && *cursor != '<')
+    cursor++;
+  return cursor;
+}
+
 struct scanner {
   const char* cursor;
-  xp_xml_record* next;  // the first free record
+  const char* text_end;  // the terminating NUL
+  xp_xml_record* next;   // the first free record
   xp_xml_record* limit;
   xp_xml_record* open;  // the innermost open element
   xp_xml_handler handler;
@@ -249,18 +264,15 @@ int32_t scanner::declaration() {
 
 int32_t scanner::end_tag() {
   const char* name = skip_gap(cursor);
-  const char* name_end = skip_name(name);
   xp_xml_record* element = open;
   if (!element) return XML_E_NOT_OPEN;
-  const uint32_t length = length_of(name, name_end);
-  if (length != element->length ||
-      xp_xml_equal(name, element->text, static_cast<int32_t>(length)) != 0)
-    return XML_E_NAME;
+  const auto length = static_cast<int32_t>(element->length);
+  if (xp_xml_equal(name, element->text, length) != 0 || is(name[length], NAME)) return XML_E_NAME;
   const int32_t result = handler(XML_CLOSE, element, context);
   if (result != 0) return result;
   next = element;
   open = element->link;
-  cursor = xp_xml_skip_markup(name_end);
+  cursor = xp_xml_skip_markup(name + length);
   return 0;
 }
 
@@ -270,7 +282,7 @@ int32_t scanner::start_tag() {
   xp_xml_record* element = take(open, name, cursor);
   if (!element) return XML_E_RECORDS;
   open = element;
-  int32_t result = attributes(element, true);
+  int32_t result = *cursor == '>' ? 0 : attributes(element, true);
   if (result != 0) return result;
   result = handler(XML_OPEN, element, context);
   if (result != 0) return result;
@@ -308,20 +320,19 @@ int32_t scanner::tag() {
 // The run of text at the cursor up to the next "<" or NUL, and its event.
 int32_t scanner::text_run() {
   const char* start = cursor;
-  const char* end = start;
-  while (is(*end, BLANK))
-    end++;
-  const bool blank = is(*end, MARKUP);
-  while (!is(*end, MARKUP))
-    end++;
-  cursor = end;
-  if (*end == 0) {
+  const char* stop = start;
+  while (is(*stop, BLANK))
+    stop++;
+  const bool blank = stop == text_end || *stop == '<';
+  if (!blank) stop = find_tag(stop, text_end);
+  cursor = stop;
+  if (stop == text_end) {
     if (!blank) return XML_E_TEXT;
     return open ? XML_E_OPEN : 0;
   }
-  if (end != start) return report(blank ? XML_SPACE : XML_TEXT, start, end, open);
-  if (!starts_with(end, "<![CDATA[")) return report(XML_EMPTY, end, end, open);
-  const char* body = end + sizeof("<![CDATA[") - 1;
+  if (stop != start) return report(blank ? XML_SPACE : XML_TEXT, start, stop, open);
+  if (!starts_with(stop, "<![CDATA[")) return report(XML_EMPTY, stop, stop, open);
+  const char* body = stop + sizeof("<![CDATA[") - 1;
   const stretch found = up_to(body, "]]>");
   cursor = found.behind;
   return report(XML_TEXT, body, found.end, open);
@@ -332,6 +343,7 @@ int32_t scanner::text_run() {
 int32_t xp_xml_scan(const char* text, xp_xml_record* first, xp_xml_record* limit,
                     xp_xml_handler handler, void* context) {
   scanner scan = {.cursor = text,
+                  .text_end = text + strlen(text),
                   .next = first,
                   .limit = limit,
                   .open = nullptr,

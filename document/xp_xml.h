@@ -64,61 +64,19 @@ const char* xp_xml_skip_markup(const char* cursor);
 // 1 gives 0.
 int32_t xp_xml_equal(const char* a, const char* b, int32_t count);
 
-// A name in a form that compares at once: its bytes without the bit that tells small letters from
-// capitals, which no two bytes of names share otherwise. Exact up to 16 bytes, and no name of a
-// vocabulary is longer.
-struct xp_xml_name {
-  uint64_t head;  // the first 8 bytes or, of a shorter name, all of them
-  uint64_t tail;  // the last 8 bytes
-  uint32_t length;
-
-  constexpr bool operator==(const xp_xml_name& other) const {
-    return head == other.head && length == other.length && tail == other.tail;
-  }
-};
-
-// The little-endian number in `COUNT` bytes.
-template <uint32_t COUNT>
-constexpr uint64_t xp_xml_load(const char* text) {
-  uint64_t word = 0;
-  for (uint32_t i = 0; i < COUNT; i++)
-    word |= static_cast<uint64_t>(static_cast<uint8_t>(text[i])) << (8 * i);
-  return word;
-}
-
-constexpr xp_xml_name xp_xml_name_of(const char* text, uint32_t length) {
-  constexpr uint64_t FOLD = ~UINT64_C(0x2020202020202020);
-  uint64_t head = 0;
-  uint64_t tail = 0;
-  if (length >= 8) {
-    head = xp_xml_load<8>(text);
-    tail = xp_xml_load<8>(text + length - 8);
-  } else if (length >= 4) {
-    head = xp_xml_load<4>(text) | xp_xml_load<4>(text + length - 4) << 32;
-  } else {
-    for (uint32_t i = 0; i < length; i++)
-      head |= static_cast<uint64_t>(static_cast<uint8_t>(text[i])) << (8 * i);
-  }
-  return {head & FOLD, tail & FOLD, length};
-}
-
-// The name of a literal.
+// Whether the text of the record is `word`, a literal of small letters and other ASCII bytes, with
+// letters folded. For names, attribute names and attribute values alike; false for a null record.
 template <uint32_t SIZE>
-consteval xp_xml_name xp_xml_word(const char (&name)[SIZE]) {
-  static_assert(SIZE - 1 <= 16);
-  return xp_xml_name_of(name, SIZE - 1);
-}
-
-inline xp_xml_name xp_xml_name_of(const xp_xml_record* record) {
-  return xp_xml_name_of(record->text, record->length);
-}
-
-// Whether the text of the record is `name`, with ASCII letters folded. For names, attribute names
-// and attribute values alike; false for a null record.
-template <uint32_t SIZE>
-bool xp_xml_is(const xp_xml_record* record, const char (&name)[SIZE]) {
-  return record && record->length == SIZE - 1 &&
-         xp_xml_equal(record->text, name, static_cast<int32_t>(SIZE - 1)) == 0;
+bool xp_xml_is(const xp_xml_record* record, const char (&word)[SIZE]) {
+  if (!record || record->length != SIZE - 1) return false;
+  uint8_t differences = 0;
+  for (uint32_t i = 0; i < SIZE - 1; i++) {
+    // No other byte becomes a small letter by this bit than that letter's capital.
+    const uint8_t fold = word[i] >= 'a' && word[i] <= 'z' ? 0x20 : 0;
+    differences |= static_cast<uint8_t>((static_cast<uint8_t>(record->text[i]) | fold) ^
+                                        static_cast<uint8_t>(word[i]));
+  }
+  return differences == 0;
 }
 
 // The value record of the element's attribute `name`; of two with that name, the one written last.

@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include "document/xp_plst_value.h"
+#include "document/xp_xml_names.h"
 #include "object/xp_bool.h"
 #include "object/xp_date.h"
 #include "time/xp_time_parse.h"
@@ -52,7 +53,7 @@ struct element_row {
 
 // An empty "boolean" is true. The name of a date is "dateTime.iso8601"; the scanner ends it at the
 // dot, in both tags.
-constexpr element_row elements[] = {
+constexpr auto elements = xp_xml_names_of<element_row>({
     {xp_xml_word("value"), VALUE, PARAM | MEMBER | FAULT | DATA, nullptr, {}},
     {xp_xml_word("name"), NAME, MEMBER, nullptr, {}},
     {xp_xml_word("member"), MEMBER, STRUCT, nullptr, {}},
@@ -72,14 +73,16 @@ constexpr element_row elements[] = {
     {xp_xml_word("methodName"), METHOD_NAME, CALL, nullptr, {}},
     {xp_xml_word("methodCall"), CALL, NOTHING, nullptr, {}},
     {xp_xml_word("methodResponse"), RESPONSE, NOTHING, nullptr, {}},
-};
+});
 
 // What stands around a root element, and around text outside one.
 constexpr element_row nothing = {xp_xml_word(""), NOTHING, 0, nullptr, {}};
 
-// Null for an element that is no part of a message.
-const element_row* row_of(const xp_xml_record* record) {
-  return record ? xp_plst_row(elements, record) : &nothing;
+// Null for an element that is no part of a message; no such one stays open.
+const element_row* row_of(const xp_plst_builder* builder, const xp_xml_record* record) {
+  if (!record) return &nothing;
+  if (record == builder->known.element) return static_cast<const element_row*>(builder->known.row);
+  return elements.find(record);
 }
 
 xp_object* new_container(uint32_t element) {
@@ -90,8 +93,9 @@ xp_object* new_container(uint32_t element) {
 int32_t open_element(xp_plst_builder* builder, const xp_xml_record* record) {
   xp_plst_set_pending(builder, nullptr);
   builder->bare_value = 0;
-  const element_row* row = row_of(record);
-  if (!row || !(row->parents & row_of(record->link)->element)) return -1;
+  const element_row* row = elements.find(record);
+  builder->known = {record, row};
+  if (!row || !(row->parents & row_of(builder, record->link)->element)) return -1;
   if (row->parents == NOTHING && xp_plst_top(builder)) return -1;
   if (row->element == VALUE) builder->bare_value = 1;
   if (row->key && xp_plst_push_key(builder, row->key, static_cast<uint32_t>(strlen(row->key))) != 0)
@@ -110,7 +114,7 @@ int32_t set_method_name(xp_plst_builder* builder, const xp_xml_record* text) {
 }
 
 int32_t take_text(xp_plst_builder* builder, const xp_xml_record* text) {
-  const element_row* row = row_of(text->link);
+  const element_row* row = row_of(builder, text->link);
   switch (row->element) {
     case VALUE:
       // Beside the element of its type, text in a "value" means nothing.
@@ -129,7 +133,7 @@ int32_t take_text(xp_plst_builder* builder, const xp_xml_record* text) {
 }
 
 int32_t take_nothing(xp_plst_builder* builder, const xp_xml_record* record) {
-  const element_row* row = row_of(record);
+  const element_row* row = row_of(builder, record);
   switch (row->element) {
     case VALUE:
       if (builder->bare_value) xp_plst_set_pending(builder, xp_plst_empty_string());
@@ -146,7 +150,7 @@ int32_t take_nothing(xp_plst_builder* builder, const xp_xml_record* record) {
 }
 
 int32_t take_space(xp_plst_builder* builder, const xp_xml_record* text) {
-  const element_row* row = row_of(text->link);
+  const element_row* row = row_of(builder, text->link);
   switch (row->element) {
     case VALUE:
       return take_text(builder, text);
@@ -161,7 +165,7 @@ int32_t take_space(xp_plst_builder* builder, const xp_xml_record* text) {
 }
 
 int32_t close_element(xp_plst_builder* builder, const xp_xml_record* record) {
-  const uint32_t element = row_of(record)->element;
+  const uint32_t element = row_of(builder, record)->element;
   if (element & CONTAINERS) return xp_plst_attach(builder, xp_plst_pop(builder));
   // A value with a typed child was attached when that closed.
   if (element != TYPED && !(element == VALUE && builder->bare_value)) return 0;

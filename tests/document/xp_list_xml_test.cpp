@@ -68,6 +68,7 @@ TEST(ListXml, FieldsOfEachType) {
       {"type='true'/>", "true"},
       {"type='true'>no</field>", R"("no")"},
       {"type='false'/>", "false"},
+      {"type='data'>QUJD</field>", "<414243>"},
       {"type='data' base='16'>4142</field>", "<4142>"},
       {"type='data'/>", "<>"},
       {"type='data'>!</field>", ""},
@@ -103,7 +104,7 @@ TEST(ListXml, EveryAllocationMayFail) {
   sweep_allocations([](heap_watch& watch) {
     xp_ref<xp_plst> document(xp_plst_parse(
         "<list><item ident='1'><field label='a'>x</field><field label='b'/>"
-        "<field label='c' type='long'>99</field>"
+        "<field label='c' type='long'>99</field><field label='d' type='data'>QUJD</field>"
         "<field label='e' type='dict'><field label='f' type='real'>1.5</field></field>"
         "<link href='a:b' rel='g'/><field label='h' type='date'/></item></list>"));
     EXPECT_TRUE(document || watch.failed());

@@ -55,9 +55,13 @@ TEST(Plist, EachElementBecomesItsValue) {
       {"<True/>", "true"},
       {"<false/>", "false"},
       // Bytes.
+      {"<data>QUJD</data>", "<414243>"},
+      {"<data>\n QU\tJD\n</data>", "<414243>"},
       {"<data base=\"16\">41424</data>", "<4142>"},
       {"<data BASE=16>4x</data>", "<40>"},
+      {"<data base=\"64\">QUJD</data>", "<414243>"},
       {"<data base=\"64\" base=\"16\">4142</data>", "<4142>"},  // the last of two attributes
+      {"<data base=\"16\" base>QUJD</data>", "<414243>"},
       {"<data/>", "<>"},
       // Passed over.
       {"<!-- c --> <?pi x='1'?><array version='1'> <!-- c --> <true/> </array>", "[true]"},
@@ -147,7 +151,7 @@ TEST(Plist, EveryAllocationMayFail) {
     xp_ref<xp_plst> document(xp_plst_parse(
         "<plist><dict><key>array</key><array><string>a</string><string/><integer>9999</integer>"
         "<real>1.5</real><real/><integer/><true/><false/><boolean>true</boolean></array>"
-        "<key>data</key><array><data base='16'>41</data><data/></array>"
+        "<key>data</key><array><data>QUJD</data><data base='16'>41</data><data/></array>"
         "<key>a long enough key to need another block of the dictionary's pool, it is to be "
         "hoped, for which a hundred bytes and more are needed</key><dict/></dict></plist>"));
     EXPECT_TRUE(document || watch.failed());

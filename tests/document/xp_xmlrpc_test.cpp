@@ -63,6 +63,7 @@ TEST(XmlRpc, ValuesOfEachType) {
       {"<boolean>true</boolean>", "true"},
       {"<boolean>1</boolean>", "false"},
       {"<boolean/>", "true"},
+      {"<base64>QUJD</base64>", "<414243>"},
       {"<base64/>", "<>"},
       {"<dateTime.iso8601>19980717T14:08:55</dateTime.iso8601>", "date(900684535)"},
       {"<dateTime.iso8601>1998-07-17T14:08:55Z</dateTime.iso8601>", "date(900684535)"},
@@ -116,7 +117,7 @@ TEST(XmlRpc, EveryAllocationMayFail) {
     xp_ref<xp_plst> document(xp_plst_parse(
         "<methodCall><methodName>m</methodName><params><param><value><struct><member><name>a"
         "</name><value><array><data><value>x</value><value><int>99</int></value><value><double>1"
-        "</double></value><value/></data></array></value>"
+        "</double></value><value><base64>QUJD</base64></value><value/></data></array></value>"
         "</member></struct></value></param></params></methodCall>"));
     EXPECT_TRUE(document || watch.failed());
   });

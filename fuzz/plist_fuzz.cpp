@@ -1,0 +1,8 @@
+// Any text through the property list builder: it ends, leaks nothing and reads nothing beyond the
+// text.
+#include "document/xp_plist.h"
+#include "fuzz/fuzz_builder.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
+  return fuzz_builder(xp_plist_event, bytes, size);
+}

@@ -1,0 +1,7 @@
+// Any text through the XML-RPC builder: it ends, leaks nothing and reads nothing beyond the text.
+#include "document/xp_xmlrpc.h"
+#include "fuzz/fuzz_builder.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
+  return fuzz_builder(xp_rpc_event, bytes, size);
+}
