@@ -209,6 +209,27 @@ void drop_dots(piece* text) {
     text->drop_front(1);
 }
 
+bool only_backslashes(piece text) {
+  while (text.starts_with("\\"))
+    text.drop_front(1);
+  return text.length == 0;
+}
+
+// Takes "\." and backslashes off the end, as often as there are; "X:\" stays when it may be a root.
+// A "." that is left by itself names nothing.
+void drop_end(piece* text, bool may_be_root) {
+  for (;;) {
+    if (text->length >= 2 && memcmp(text->text + text->length - 2, "\\.", 2) == 0)
+      text->drop_back(2);
+    else if (text->ends_with_backslash() &&
+             !(may_be_root && text->length == 3 && has_drive_root(*text)))
+      text->drop_back(1);
+    else
+      break;
+  }
+  if (text->is(".")) text->length = 0;
+}
+
 }  // namespace
 
 xp_path* xp_path_new(xp_path* parent, const char* text, int32_t length) {
@@ -222,11 +243,11 @@ xp_path* xp_path_new(xp_path* parent, const char* text, int32_t length) {
   if (climbs(rest)) return nullptr;
   if (parent) drop_dots(&rest);
   if (climbs(rest)) return nullptr;
-  if (rest.length >= 2 && memcmp(rest.text + rest.length - 2, "\\.", 2) == 0) rest.drop_back(2);
+  const bool is_current_root = !parent && rest.starts_with("\\") && only_backslashes(rest);
+  drop_end(&rest, !parent);
+  if (is_current_root) rest = {"\\", 1};
   if (rest.length == 0) return xp_retain(parent);
 
-  while (rest.ends_with_backslash() && !(rest.length == 3 && !parent && has_drive_root(rest)))
-    rest.drop_back(1);
   const bool ready = !parent && (rest.starts_with("\\") || has_drive(rest));
   if (ready) return path_with(nullptr, {"", 0}, rest);
   // The backslash in front stands with what a root hands down.

@@ -49,6 +49,10 @@ TEST(Path, TextsAreStoredInOneForm) {
       {"..", "(null)", "no climbing"},
       {"..\\x", "(null)", "no climbing"},
       {"\\.", "(null)", "nothing named"},
+      {".", "(null)", "nothing named"},
+      {"\\.\\", "(null)", "nothing named"},
+      {"\\\\", "\\", "the root again"},
+      {"foo\\.\\.\\", "\\foo", "as often as there are dots"},
       {"", "(null)", "nothing named"},
   };
   for (const auto& row : rows)
