@@ -37,6 +37,14 @@ void ours_ascii(benchmark::State& state) {
     benchmark::DoNotOptimize(xp_text_compare(a.c_str(), -1, b.c_str(), -1, 0));
 }
 
+void ours_ascii_counted(benchmark::State& state) {
+  const std::string a = make_text(state.range(0), 'x');
+  const std::string b = lower_case(make_text(state.range(0), 'y'));
+  const auto length = static_cast<int32_t>(a.size());
+  for (auto _ : state)
+    benchmark::DoNotOptimize(xp_text_compare(a.c_str(), length, b.c_str(), length, 0));
+}
+
 void libc_ascii(benchmark::State& state) {
   const std::string a = make_text(state.range(0), 'x');
   const std::string b = lower_case(make_text(state.range(0), 'y'));
@@ -101,6 +109,7 @@ void libc_find_set(benchmark::State& state) {
 }
 
 BENCHMARK(ours_ascii)->Arg(8)->Arg(32)->Arg(256);
+BENCHMARK(ours_ascii_counted)->Arg(8)->Arg(32)->Arg(256);
 BENCHMARK(libc_ascii)->Arg(8)->Arg(32)->Arg(256);
 BENCHMARK(ours_locale)->Arg(8)->Arg(32)->Arg(200);
 BENCHMARK(icu_locale)->Arg(8)->Arg(32)->Arg(200);

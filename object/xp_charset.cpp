@@ -2,6 +2,7 @@
 
 #include <string.h>
 
+#include "object/xp_lanes.h"
 #include "object/xp_str.h"
 
 namespace {
@@ -124,17 +125,50 @@ int32_t find_in_list(const char* text, int32_t length, int32_t start, const char
   return find_marked(text, length, start, table);
 }
 
-// A table costs more than it saves where text and list are short.
-bool table_pays(int64_t length, int64_t set_length) {
-  return set_length * length > length + TABLE_SIZE + set_length;
+// Lists of up to LANES_LIST bytes, spread out for compares with sixteen bytes of text at a time.
+constexpr int32_t LANES_LIST = 8;
+
+struct lanes_list {
+  xp_lanes bytes[LANES_LIST];
+};
+
+// COUNT is 4 or 8; what a shorter list leaves open repeats its first byte.
+template <int32_t COUNT>
+lanes_list spread_list(const char* set, int32_t set_length) {
+  lanes_list list;
+  for (int32_t k = 0; k < COUNT; k++)
+    list.bytes[k] = xp_lanes_of(set[k < set_length ? k : 0]);
+  return list;
 }
 
-int32_t find_by_comparing(const char* text, int32_t length, int32_t start, const char* set,
-                          int32_t set_length) {
-  for (int32_t i = start; i < length; i++)
-    for (int32_t k = 0; k < set_length; k++)
-      if (text[i] == set[k]) return i;
-  return -1;
+template <int32_t COUNT>
+xp_lane_mask lanes_in_list(xp_lanes lanes, const lanes_list& list) {
+  xp_lane_mask found = lanes == list.bytes[0];
+  for (int32_t k = 1; k < COUNT; k++)
+    found |= lanes == list.bytes[k];
+  return found;
+}
+
+// The first byte of [start, length) that is in the list, or -1.
+template <int32_t COUNT>
+int32_t find_by_lanes(const char* text, int32_t length, int32_t start, const char* set,
+                      int32_t set_length) {
+  const lanes_list list = spread_list<COUNT>(set, set_length);
+  int32_t i = start;
+  for (; length - i >= 4 * XP_LANES; i += 4 * XP_LANES) {
+    xp_lane_mask found = {};
+    for (int32_t k = 0; k < 4; k++)
+      found |= lanes_in_list<COUNT>(xp_lanes_at(text + i + k * XP_LANES), list);
+    if (xp_lanes_any(found)) break;
+  }
+  for (; length - i >= XP_LANES; i += XP_LANES) {
+    const int32_t first = xp_lanes_first(lanes_in_list<COUNT>(xp_lanes_at(text + i), list));
+    if (first < XP_LANES) return i + first;
+  }
+  // The zeros behind the rest are in no list: a list ends at its NUL.
+  const xp_lanes rest = xp_lanes_of_short(text + i, static_cast<uint32_t>(length - i));
+  const int32_t first = xp_lanes_first(lanes_in_list<COUNT>(rest, list));
+  return first < XP_LANES ? i + first : -1;
 }
 
 }  // namespace
@@ -161,6 +195,8 @@ int32_t xp_text_find_set(const char* text, int32_t length, const char* set, int3
   if (set_length == 0 || start < 0 || start >= length) return -1;
   if (set_length >= 3 && set[0] == '[' && set[set_length - 1] == ']')
     return find_in_brackets(text, length, start, set, set_length);
-  if (table_pays(length, set_length)) return find_in_list(text, length, start, set, set_length);
-  return find_by_comparing(text, length, start, set, set_length);
+  if (set_length <= 4) return find_by_lanes<4>(text, length, start, set, set_length);
+  if (set_length <= LANES_LIST)
+    return find_by_lanes<LANES_LIST>(text, length, start, set, set_length);
+  return find_in_list(text, length, start, set, set_length);
 }

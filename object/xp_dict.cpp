@@ -58,24 +58,70 @@ uint32_t folded_at(const char* bytes, uint32_t i) {
   return fold.byte[static_cast<uint8_t>(bytes[i])];
 }
 
-// hash = hash * 33 + byte. Four bytes a step: the products of one step don't wait for each other.
+// 33 to the power of `exponent`.
+consteval uint32_t power(uint32_t exponent) {
+  uint32_t product = 1;
+  for (; exponent; exponent--)
+    product *= 33;
+  return product;
+}
+
+// hash = hash * 33 + byte for each byte. Eight bytes a step: their products don't wait for each
+// other.
 template <uint32_t (*at)(const char*, uint32_t)>
 uint32_t hash_bytes(const char* bytes, uint32_t length) {
-  constexpr uint32_t M = 33;
   uint32_t hash = 5381;
   uint32_t i = 0;
-  for (; i + 4 <= length; i += 4)
-    hash = hash * (M * M * M * M) + at(bytes, i) * (M * M * M) + at(bytes, i + 1) * (M * M) +
-           at(bytes, i + 2) * M + at(bytes, i + 3);
+  for (; i + 8 <= length; i += 8) {
+    const uint32_t high = at(bytes, i) * power(7) + at(bytes, i + 1) * power(6) +
+                          at(bytes, i + 2) * power(5) + at(bytes, i + 3) * power(4);
+    const uint32_t low = at(bytes, i + 4) * power(3) + at(bytes, i + 5) * power(2) +
+                         at(bytes, i + 6) * power(1) + at(bytes, i + 7);
+    hash = hash * power(8) + (high + low);
+  }
+  if (i + 4 <= length) {
+    hash = hash * power(4) + (at(bytes, i) * power(3) + at(bytes, i + 1) * power(2)) +
+           (at(bytes, i + 2) * power(1) + at(bytes, i + 3));
+    i += 4;
+  }
   for (; i < length; i++)
-    hash = hash * M + at(bytes, i);
+    hash = hash * power(1) + at(bytes, i);
   return hash;
+}
+
+template <class Word>
+bool differ_at(const char* a, const char* b, uint32_t offset) {
+  Word word_a;
+  Word word_b;
+  memcpy(&word_a, a + offset, sizeof(Word));
+  memcpy(&word_b, b + offset, sizeof(Word));
+  return word_a != word_b;
+}
+
+// Words instead of a call of memcmp, which costs more than most keys are long. The last word
+// overlaps the one before it.
+bool equal_bytes(const char* a, const char* b, uint32_t length) {
+  if (length >= 8) {
+    if (differ_at<uint64_t>(a, b, length - 8)) return false;  // keys mostly differ at their end
+    for (uint32_t i = 0; i + 8 < length; i += 8)
+      if (differ_at<uint64_t>(a, b, i)) return false;
+    return true;
+  }
+  if (length >= 4) return !differ_at<uint32_t>(a, b, length - 4) && !differ_at<uint32_t>(a, b, 0);
+  for (uint32_t i = 0; i < length; i++)
+    if (a[i] != b[i]) return false;
+  return true;
 }
 
 bool equal_folded(const char* a, const char* b, uint32_t length) {
   for (uint32_t i = 0; i < length; i++)
     if (a[i] != b[i] && folded_at(a, i) != folded_at(b, i)) return false;
   return true;
+}
+
+// Most keys are asked for as they were first written.
+bool equal_nocase(const char* a, const char* b, uint32_t length) {
+  return equal_bytes(a, b, length) || equal_folded(a, b, length);
 }
 
 // False for what is no key: null and the empty text. A longer key is cut.
@@ -104,8 +150,8 @@ uint32_t dict_hash(const xp_dict* dict, const char* bytes, uint32_t length) {
 
 bool node_matches(const xp_dict_node* node, const dict_key& key, bool nocase) {
   if (node->key_length != key.length) return false;
-  return nocase ? equal_folded(node->key, key.bytes, key.length)
-                : memcmp(node->key, key.bytes, key.length) == 0;
+  return nocase ? equal_nocase(node->key, key.bytes, key.length)
+                : equal_bytes(node->key, key.bytes, key.length);
 }
 
 // The place that points at the key's node, or at the null that ends its chain.

@@ -1,6 +1,9 @@
 // The bare text routines of object/xp_str.h.
 #include <string.h>
 
+#include <bit>
+
+#include "object/xp_lanes.h"
 #include "object/xp_ref.h"
 #include "object/xp_str.h"
 
@@ -84,6 +87,39 @@ int32_t order(int32_t a, int32_t b) {
   return a < b ? -1 : a > b;
 }
 
+// Lanes in [low, high], by one compare of signed numbers.
+xp_lane_mask in_range(xp_lanes lanes, int low, int high) {
+  const auto shifted = std::bit_cast<xp_lane_mask>(lanes + static_cast<uint8_t>(0x80 - low));
+  return shifted <= xp_lane_mask{} + static_cast<int8_t>(high - low - 0x80);
+}
+
+// Lanes that the fast path passes over: bytes that it can order, and that are the same but for
+// what is ignored.
+template <bool CASE_SENSITIVE>
+xp_lane_mask lanes_alike(xp_lanes a, xp_lanes b) {
+  const xp_lane_mask letters = in_range(a | 0x20, 'a', 'z');
+  const xp_lane_mask is_simple =
+      letters | in_range(a, 0x20, 0x3A) | (a == xp_lanes_of('@')) | (a == xp_lanes_of('_'));
+  const xp_lanes apart = a ^ b;
+  const xp_lane_mask same = apart == xp_lanes{};
+  if (CASE_SENSITIVE) return is_simple & same;
+  return is_simple & (same | (letters & (apart == xp_lanes_of(0x20))));
+}
+
+// How many bytes at the start of both texts the fast path passes over.
+template <bool CASE_SENSITIVE>
+int32_t count_alike(const char* a, const char* b, int32_t length) {
+  int32_t i = 0;
+  for (; length - i >= XP_LANES; i += XP_LANES) {
+    const xp_lane_mask alike = lanes_alike<CASE_SENSITIVE>(xp_lanes_at(a + i), xp_lanes_at(b + i));
+    if (xp_lanes_any(~alike)) return i + xp_lanes_first(~alike);
+  }
+  // The zeros behind the rest aren't simple.
+  const auto rest = static_cast<uint32_t>(length - i);
+  return i + xp_lanes_first(~lanes_alike<CASE_SENSITIVE>(xp_lanes_of_short(a + i, rest),
+                                                         xp_lanes_of_short(b + i, rest)));
+}
+
 }  // namespace
 
 int32_t xp_text_compare(const char* a, int32_t a_length, const char* b, int32_t b_length,
@@ -91,13 +127,14 @@ int32_t xp_text_compare(const char* a, int32_t a_length, const char* b, int32_t 
   const int32_t a_bytes = a_length < 0 ? xp_text_length(a) : a_length;
   const int32_t b_bytes = b_length < 0 ? xp_text_length(b) : b_length;
   const int32_t common = a_bytes < b_bytes ? a_bytes : b_bytes;
-  const uint8_t* rank = simple.rank[case_sensitive != 0];
-  for (int32_t i = 0; i < common; i++) {
-    const uint8_t rank_a = rank[static_cast<uint8_t>(a[i])];
-    const uint8_t rank_b = rank[static_cast<uint8_t>(b[i])];
-    if (!rank_a || !rank_b)
-      return compare_by_locale(a, a_length, a_bytes, b, b_length, b_bytes, !case_sensitive);
-    if (rank_a != rank_b) return order(rank_a, rank_b);
+  const int32_t at =
+      case_sensitive ? count_alike<true>(a, b, common) : count_alike<false>(a, b, common);
+  if (at < common) {
+    const uint8_t* rank = simple.rank[case_sensitive != 0];
+    const uint8_t rank_a = rank[static_cast<uint8_t>(a[at])];
+    const uint8_t rank_b = rank[static_cast<uint8_t>(b[at])];
+    if (rank_a && rank_b) return order(rank_a, rank_b);
+    return compare_by_locale(a, a_length, a_bytes, b, b_length, b_bytes, !case_sensitive);
   }
   return order(a_bytes, b_bytes);
 }

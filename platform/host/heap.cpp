@@ -3,8 +3,15 @@
 
 #include "platform/host/host.h"
 
+// The library's cache of small blocks serves malloc, but not calloc.
+constexpr size_t SMALL_BLOCK = 1024;
+
 static void* host_alloc(size_t size) {
-  return calloc(1, size ? size : 1);
+  if (size == 0) size = 1;
+  if (size > SMALL_BLOCK) return calloc(1, size);
+  void* block = malloc(size);
+  if (block) memset(block, 0, size);
+  return block;
 }
 
 static void* host_resize(void* block, size_t old_size, size_t new_size) {

@@ -2,6 +2,7 @@
 #include <string.h>
 #include <unicode/ucol.h>
 #include <unicode/ustring.h>
+#include <unicode/utf16.h>
 #include <unicode/utf8.h>
 
 #include "platform/host/host.h"
@@ -22,14 +23,41 @@ int32_t measured(const char16_t* wide, int32_t length) {
   return units + 1;
 }
 
+// Eight ASCII bytes at once; false when there is another byte among them.
+bool widen_ascii(const char* text, char16_t* out) {
+  uint64_t bytes;
+  memcpy(&bytes, text, sizeof(bytes));
+  if (bytes & 0x8080808080808080) return false;
+  for (int32_t k = 0; k < 8; k++)
+    out[k] = static_cast<uint8_t>(text[k]);
+  return true;
+}
+
+// Faster than ICU's own conversion on the short texts that are compared. `out` null counts.
 int32_t host_to_wide(const char* text, int32_t length, char16_t* out, int32_t capacity) {
   if (!text) return 0;
-  int32_t needed = 0;
-  UErrorCode status = U_ZERO_ERROR;
-  u_strFromUTF8WithSub(out, out ? capacity : 0, &needed, text, measured(text, length), REPLACEMENT,
-                       nullptr, &status);
-  if (capacity == 0 && status == U_BUFFER_OVERFLOW_ERROR) return needed;
-  return U_SUCCESS(status) ? needed : 0;
+  length = measured(text, length);
+  if (capacity == 0) out = nullptr;
+  int32_t units = 0;
+  for (int32_t i = 0; i < length;) {
+    if (out && length - i >= 8 && capacity - units >= 8 && widen_ascii(text + i, out + units)) {
+      i += 8;
+      units += 8;
+      continue;
+    }
+    UChar32 character;
+    U8_NEXT_OR_FFFD(text, i, length, character);
+    const int32_t size = U16_LENGTH(character);
+    if (out && capacity - units < size) return 0;
+    if (out && size == 1) {
+      out[units] = static_cast<char16_t>(character);
+    } else if (out) {
+      out[units] = U16_LEAD(character);
+      out[units + 1] = U16_TRAIL(character);
+    }
+    units += size;
+  }
+  return units;
 }
 
 int32_t host_to_utf8(const char16_t* wide, int32_t length, char* out, int32_t capacity) {
