@@ -2,6 +2,7 @@
 
 #include <string.h>
 
+#include "document/xp_base64.h"
 #include "document/xp_plst.h"
 #include "format/xp_fmt.h"
 #include "object/xp_array.h"
@@ -278,6 +279,16 @@ void put_url(xp_doc_cursor* at, const doc_value& value) {
   put_text(at, at->style->url_close);
 }
 
+void put_data(xp_doc_cursor* at, const doc_value& value) {
+  const auto* data = static_cast<xp_data*>(value.object);
+  put_lead(at, value);
+  put_text(at, at->style->data_open);
+  const xp_byte_span span = {data->bytes, static_cast<int32_t>(data->length & INT32_MAX)};
+  const int32_t length = xp_base64_encode(&span, 1, place_at(at), room_at(at));
+  if (length > 0) advance(at, length);
+  put_text(at, at->style->data_close);
+}
+
 // In Universal Time, with a fraction that is always zero.
 void put_date(xp_doc_cursor* at, const doc_value& value) {
   put_lead(at, value);
@@ -300,8 +311,9 @@ struct kind_writer {
 };
 
 constexpr kind_writer kinds[] = {
-    {XP_STR, put_str},   {XP_DICT, put_dict}, {XP_ARRAY, put_array}, {XP_NUM, put_num},
-    {XP_BOOL, put_bool}, {XP_DATE, put_date}, {XP_URL, put_url},     {XP_LIST, put_list},
+    {XP_STR, put_str},   {XP_DICT, put_dict}, {XP_ARRAY, put_array},
+    {XP_NUM, put_num},   {XP_BOOL, put_bool}, {XP_DATA, put_data},
+    {XP_DATE, put_date}, {XP_URL, put_url},   {XP_LIST, put_list},
 };
 
 void put_value(xp_doc_cursor* at, const doc_value& value) {

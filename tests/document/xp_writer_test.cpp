@@ -129,6 +129,8 @@ TEST(Writer, WritesEachKindOfValue) {
        "\"2012-01-02T03:04:05.000Z\"", "type=\"date\">2012-01-02T03:04:05.000Z</field>"},
       {xp_url_new("http://h/p", -1), "<string>http://h/p</string>", "\"http://h/p\"",
        "type=\"link\">http://h/p</field>"},
+      {xp_data_new("any+old", 7), "<data>YW55K29sZA==</data>", "\"YW55K29sZA==\"",
+       "type=\"data\">YW55K29sZA==</field>"},
       {xp_array_new(0), "<array>\n</array>", "[]", "<list>\n</list>"},
       {xp_dict_new(0), "<dict>\n</dict>", "{}", "<item>\n</item>"},
       // A kind that no style knows renders itself; one without a text is an empty string.
