@@ -128,9 +128,8 @@ const char* host_command_line() {
   return line ? line : "";
 }
 
-// A Unix process has eight bits for its result. A failure whose low byte is 0 stays a failure.
-// An exit status holds 8 bits. The whole process result is left in the machine folder, as one
-// signed decimal number, for whoever rehearses.
+// The whole process result is left in the machine folder, as one signed decimal number, for
+// whoever rehearses.
 void keep_result(uint32_t result) {
   char path[HOST_PATH_SIZE];
   if (!host_machine_path("result", path, sizeof path)) return;
@@ -140,6 +139,7 @@ void keep_result(uint32_t result) {
   fclose(file);
 }
 
+// A Unix process has eight bits for its result. A failure whose low byte is 0 stays a failure.
 [[noreturn]] void host_exit_process(uint32_t result) {
   keep_result(result);
   const uint32_t low = result & 0xFF;

@@ -108,9 +108,11 @@ TEST(System, PrintsItsCommandLine) {
 }
 
 TEST(System, AFailureStaysAFailureInEightBits) {
+  test_machine machine;
   for (const uint32_t result : {0u, 6u, 3010u, 1603u, 256u, 0x800B0100u}) {
     const uint32_t low = result & 0xFF;
     EXPECT_EXIT(xp_platform->system->exit_process(result),
                 testing::ExitedWithCode(static_cast<int>(result && !low ? 1 : low)), "");
+    EXPECT_EQ(machine.read("result"), std::to_string(static_cast<int32_t>(result)) + "\n");
   }
 }
