@@ -1,11 +1,8 @@
-// The two engines for x86 processors. Both are functions of a target of their own, so that the rest
-// of the program runs on any processor; who calls them has asked `supported` before.
-//
-// No vector here is wider than 128 bits: the stack of 64-bit Windows is aligned to that, and g++
-// takes it for more when it saves wider ones.
+// The two engines for 64-bit x86 processors. Both are functions of a target of their own, so that
+// the rest of the program runs on any processor; who calls them has asked `supported` before.
 #include "codec/xp_sha256.h"
 
-#if defined(__x86_64__) || defined(__i386__)
+#if defined(__x86_64__)
 
 #include <cpuid.h>
 #include <immintrin.h>
@@ -146,59 +143,39 @@ AVX2_TARGET void put_sums(two_schedules& out, __m256i words, uint32_t group) {
 // A round on the variables with these names, in two halves that meet in the last lines. Written out
 // because g++ and clang move registers about and take a tenth longer for it. `m` holds what the
 // majority shares with the round before, `x` what it will share with the next one.
-#define ROUND(a, b, d, e, f, g, h, m, x, sum) \
-  "addl %[" sum "], %[" h                     \
-  "]\n\t"                                     \
-  "rorx $25, %[" e "], %[" x                  \
-  "]\n\t"                                     \
-  "rorx $11, %[" e                            \
-  "], %[y]\n\t"                               \
-  "xorl %[y], %[" x                           \
-  "]\n\t"                                     \
-  "andn %[" g "], %[" e                       \
-  "], %[z]\n\t"                               \
-  "rorx $6, %[" e                             \
-  "], %[y]\n\t"                               \
-  "addl %[z], %[" h                           \
-  "]\n\t"                                     \
-  "movl %[" e                                 \
-  "], %[z]\n\t"                               \
-  "xorl %[y], %[" x                           \
-  "]\n\t"                                     \
-  "andl %[" f                                 \
-  "], %[z]\n\t"                               \
-  "addl %[z], %[" h                           \
-  "]\n\t"                                     \
-  "addl %[" x "], %[" h                       \
-  "]\n\t"                                     \
-  "addl %[" h "], %[" d                       \
-  "]\n\t"                                     \
-  "movl %[" a "], %[" x                       \
-  "]\n\t"                                     \
-  "rorx $22, %[" a                            \
-  "], %[y]\n\t"                               \
-  "rorx $13, %[" a                            \
-  "], %[z]\n\t"                               \
-  "xorl %[" b "], %[" x                       \
-  "]\n\t"                                     \
-  "xorl %[y], %[z]\n\t"                       \
-  "rorx $2, %[" a                             \
-  "], %[y]\n\t"                               \
-  "andl %[" x "], %[" m                       \
-  "]\n\t"                                     \
-  "xorl %[y], %[z]\n\t"                       \
-  "xorl %[" b "], %[" m                       \
-  "]\n\t"                                     \
-  "addl %[z], %[" h                           \
-  "]\n\t"                                     \
-  "addl %[" m "], %[" h "]\n\t"
+// clang-format off
+#define ROUND(a, b, d, e, f, g, h, m, x, sum)  \
+  "addl %[" #sum "], %[" #h "]\n\t"            \
+  "rorx $25, %[" #e "], %[" #x "]\n\t"         \
+  "rorx $11, %[" #e "], %[y]\n\t"              \
+  "xorl %[y], %[" #x "]\n\t"                   \
+  "andn %[" #g "], %[" #e "], %[z]\n\t"        \
+  "rorx $6, %[" #e "], %[y]\n\t"               \
+  "addl %[z], %[" #h "]\n\t"                   \
+  "movl %[" #e "], %[z]\n\t"                   \
+  "xorl %[y], %[" #x "]\n\t"                   \
+  "andl %[" #f "], %[z]\n\t"                   \
+  "addl %[z], %[" #h "]\n\t"                   \
+  "addl %[" #x "], %[" #h "]\n\t"              \
+  "addl %[" #h "], %[" #d "]\n\t"              \
+  "movl %[" #a "], %[" #x "]\n\t"              \
+  "rorx $22, %[" #a "], %[y]\n\t"              \
+  "rorx $13, %[" #a "], %[z]\n\t"              \
+  "xorl %[" #b "], %[" #x "]\n\t"              \
+  "xorl %[y], %[z]\n\t"                        \
+  "rorx $2, %[" #a "], %[y]\n\t"               \
+  "andl %[" #x "], %[" #m "]\n\t"              \
+  "xorl %[y], %[z]\n\t"                        \
+  "xorl %[" #b "], %[" #m "]\n\t"              \
+  "addl %[z], %[" #h "]\n\t"                   \
+  "addl %[" #m "], %[" #h "]\n\t"
+// clang-format on
 
 // Two rounds; behind them `s` is turned by two places.
 template <uint32_t i>
 AVX2_TARGET void two_rounds(uint32_t (&s)[8], uint32_t& m, const uint32_t* sums) {
   uint32_t x, y, z;
-  asm volatile(ROUND("a", "b", "d", "e", "f", "g", "h", "m", "x", "first")
-                   ROUND("h", "a", "c", "d", "e", "f", "g", "x", "m", "second")
+  asm volatile(ROUND(a, b, d, e, f, g, h, m, x, first) ROUND(h, a, c, d, e, f, g, x, m, second)
                : [a] "+r"(s[(8 - i) % 8]), [b] "+r"(s[(9 - i) % 8]), [c] "+r"(s[(10 - i) % 8]),
                  [d] "+r"(s[(11 - i) % 8]), [e] "+r"(s[(12 - i) % 8]), [f] "+r"(s[(13 - i) % 8]),
                  [g] "+r"(s[(14 - i) % 8]), [h] "+r"(s[(15 - i) % 8]), [m] "+r"(m), [x] "=&r"(x),

@@ -103,6 +103,11 @@ constexpr short_text number_texts[] = {
     {XP_LOCALE_THOUSANDS_SEPARATOR, &xp_locale::thousands_separator, ","},
 };
 
+// For one of the short texts above, which fit every field.
+void put_default(char* field, const char* text) {
+  memcpy(field, text, strlen(text) + 1);
+}
+
 void load_date_texts() {
   xp_locale_read_text(XP_LOCALE_DATE_SEPARATOR, snapshot.date_separator);
   xp_locale_read_text(XP_LOCALE_TIME_SEPARATOR, snapshot.time_separator);
@@ -115,7 +120,7 @@ void load_number_texts() {
     char16_t wide[WIDE_UNITS];
     const int32_t units = xp_platform->locale->item_wide(row.item, 0, wide, WIDE_UNITS);
     char(&field)[SHORT_BYTES] = snapshot.*row.field;
-    if (put_text(wide, units, field, SHORT_BYTES) == 0) strcpy(field, row.fallback);
+    if (put_text(wide, units, field, SHORT_BYTES) == 0) put_default(field, row.fallback);
   }
   memcpy(snapshot.money_thousands_separator, snapshot.thousands_separator, SHORT_BYTES);
 }
@@ -153,7 +158,7 @@ void load_month_names(int32_t kind, char (*names)[NAME_BYTES]) {
                                    .second = 0,
                                    .weekday = 0};
     if (xp_locale_text(formatter.get(), &fields, names[i]) == 0)
-      strcpy(names[i], english_months[i]);
+      put_default(names[i], english_months[i]);
   }
 }
 
@@ -169,7 +174,8 @@ void load_day_names(int32_t kind, char (*names)[NAME_BYTES]) {
                                    .minute = 0,
                                    .second = 0,
                                    .weekday = i};
-    if (xp_locale_text(formatter.get(), &fields, names[i]) == 0) strcpy(names[i], english_days[i]);
+    if (xp_locale_text(formatter.get(), &fields, names[i]) == 0)
+      put_default(names[i], english_days[i]);
   }
 }
 
