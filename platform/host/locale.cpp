@@ -90,6 +90,11 @@ int32_t short_pattern(formatter which, char16_t (&pattern)[MOST_UNITS]) {
   return U_SUCCESS(status) ? units : -1;
 }
 
+// Quotes of the pattern, and marks of the direction of writing, which Windows keeps out.
+bool is_invisible(char16_t c) {
+  return c == u'\'' || c == u'\u200E' || c == u'\u200F' || c == u'\u061C';
+}
+
 bool is_field(char16_t c) {
   return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z');
 }
@@ -105,7 +110,7 @@ int32_t separator_of(formatter which, char16_t* out, int32_t capacity) {
     start++;
   int32_t count = 0;
   for (int32_t i = start; i < units && !is_field(pattern[i]); i++)
-    if (pattern[i] != u'\'') {
+    if (!is_invisible(pattern[i])) {
       if (count < capacity) out[count] = pattern[i];
       count++;
     }
