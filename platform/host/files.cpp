@@ -223,7 +223,7 @@ struct folder_search {
 };
 
 folder_search* as_search(xp_find_handle find) {
-  return reinterpret_cast<folder_search*>(find);
+  return reinterpret_cast<folder_search*>(find);  // NOLINT(performance-no-int-to-ptr)
 }
 
 bool has_wildcard(const char16_t* name) {
@@ -279,9 +279,7 @@ bool matches(const char16_t* name, const char16_t* pattern, bool ignore_case) {
   return !*pattern;
 }
 
-xp_file_status host_find_next(xp_find_handle find, xp_find_entry* entry) {
-  if (find == SINGLE_NAME) return XP_FILE_END;
-  folder_search* search = as_search(find);
+xp_file_status next_entry(folder_search* search, xp_find_entry* entry) {
   for (;;) {
     errno = 0;
     const dirent* next = readdir(search->entries);
@@ -292,10 +290,17 @@ xp_file_status host_find_next(xp_find_handle find, xp_find_entry* entry) {
   }
 }
 
+void end_search(folder_search* search) {
+  if (search->entries) closedir(search->entries);
+  free(search);
+}
+
+xp_file_status host_find_next(xp_find_handle find, xp_find_entry* entry) {
+  return find == SINGLE_NAME ? XP_FILE_END : next_entry(as_search(find), entry);
+}
+
 void host_find_close(xp_find_handle find) {
-  if (find == SINGLE_NAME || !find) return;
-  closedir(as_search(find)->entries);
-  free(as_search(find));
+  if (find != SINGLE_NAME && find) end_search(as_search(find));
 }
 
 xp_file_status find_name(const char16_t* path, xp_find_entry* entry, xp_find_handle* out) {
@@ -315,24 +320,17 @@ xp_file_status find_pattern(const char16_t* folder, const char16_t* pattern, xp_
   if (status != XP_FILE_OK) return status;
   auto* search = static_cast<folder_search*>(calloc(1, sizeof(folder_search)));
   if (!search) return XP_FILE_OUT_OF_MEMORY;
-  search->entries = opendir(native);
-  if (!search->entries) {
-    status = last_status();
-    free(search);
-    return status;
-  }
   // Only Z: knows capitals from small letters; there "*.*" keeps its old meaning, too: anything.
   search->ignore_case = (folder[0] | 0x20) != u'z';
   for (uint32_t i = 0; pattern[i]; i++)
     search->pattern[i] = pattern[i];
   if (memcmp(pattern, u"*.*", sizeof(u"*.*")) == 0) search->pattern[1] = 0;
-  const auto find = reinterpret_cast<xp_find_handle>(search);
-  status = host_find_next(find, entry);
-  if (status == XP_FILE_OK) {
-    *out = find;
-    return status;
-  }
-  host_find_close(find);
+  search->entries = opendir(native);
+  status = search->entries ? next_entry(search, entry) : last_status();
+  if (status == XP_FILE_OK)
+    *out = reinterpret_cast<xp_find_handle>(search);
+  else
+    end_search(search);
   return status == XP_FILE_END ? XP_FILE_NOT_FOUND : status;
 }
 
