@@ -29,3 +29,6 @@ endforeach()
 set_source_files_properties(tests/windows/utf8.rc PROPERTIES
   INCLUDE_DIRECTORIES ${PROJECT_SOURCE_DIR}/tests/windows
   OBJECT_DEPENDS ${PROJECT_SOURCE_DIR}/tests/windows/utf8.manifest)
+
+# Holds files and answers message boxes; tests/e2e/windows_packages_test.sh starts it.
+add_executable(windows_helper tests/windows/helper.cpp)

@@ -58,6 +58,7 @@ ruvo_wine_stop() {
   local server
   server=$(ruvo_wine_server) || return 0
   "$server" -k >/dev/null 2>&1 || true
+  "$server" -w >/dev/null 2>&1 || true
 }
 
 ruvo_wine_start
