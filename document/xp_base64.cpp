@@ -139,16 +139,21 @@ constexpr uint32_t in_memory(uint32_t group) {
                        : group << 8;
 }
 
+// What a text may hold beside the standard alphabet.
+constexpr struct {
+  uint8_t byte;
+  uint8_t kind;
+} further_characters[] = {{'-', 62},       {'_', 63},       {'=', PADDING}, {'\t', SKIPPED},
+                          {'\n', SKIPPED}, {'\r', SKIPPED}, {' ', SKIPPED}};
+
 consteval decode_table make_decode_table() {
   decode_table table = {};
   for (auto& kind : table.kind)
     kind = INVALID;
   for (uint8_t i = 0; i < 64; i++)
     table.kind[static_cast<uint8_t>(alphabet[i])] = i;
-  table.kind['-'] = 62;
-  table.kind['_'] = 63;
-  table.kind['='] = PADDING;
-  table.kind['\t'] = table.kind['\n'] = table.kind['\r'] = table.kind[' '] = SKIPPED;
+  for (const auto& row : further_characters)
+    table.kind[row.byte] = row.kind;
   for (uint32_t place = 0; place < 4; place++)
     for (uint32_t c = 0; c < 256; c++) {
       const uint32_t kind = table.kind[c];

@@ -192,7 +192,8 @@ namespace {
 
 constexpr int32_t MOST_BYTES = 63;
 
-enum seen : uint32_t {
+enum seen : uint16_t {
+  NOTHING = 0,
   DIGIT = 0x001,
   SPACE = 0x002,
   COLON = 0x004,
@@ -209,21 +210,20 @@ struct seen_table {
   uint16_t of[256];
 };
 
+constexpr struct {
+  uint8_t byte;
+  seen flag;
+} known_characters[] = {{' ', SPACE},    {':', COLON},    {'-', MINUS}, {'/', SLASH},  {'+', PLUS},
+                        {'L', LETTER_L}, {'T', LETTER_T}, {'.', POINT}, {'Z', NOTHING}};
+
 consteval seen_table make_seen_table() {
   seen_table table = {};
   for (int c = 33; c < 128; c++)
     table.of[c] = OTHER;
   for (int c = '0'; c <= '9'; c++)
     table.of[c] = DIGIT;
-  table.of[' '] = SPACE;
-  table.of[':'] = COLON;
-  table.of['-'] = MINUS;
-  table.of['/'] = SLASH;
-  table.of['+'] = PLUS;
-  table.of['L'] = LETTER_L;
-  table.of['T'] = LETTER_T;
-  table.of['.'] = POINT;
-  table.of['Z'] = 0;
+  for (const auto& row : known_characters)
+    table.of[row.byte] = row.flag;
   return table;
 }
 
