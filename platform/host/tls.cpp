@@ -89,18 +89,22 @@ uint32_t record_size(const uint8_t* bytes, uint32_t length) {
   return RECORD_HEADER + payload <= length ? RECORD_HEADER + payload : 0;
 }
 
+// What a context carries once its channel is up, and once the peer has asked for another handshake.
+char channel_is_up;
+char renegotiation_asked;
+
 // Sees every message: one of the handshake that comes once the channel is up asks for another
 // handshake (HelloRequest to a client, ClientHello to a server).
 void watch_messages(int written, int, int content, const void* bytes, size_t length, SSL* ssl,
                     void*) {
-  if (written || content != SSL3_RT_HANDSHAKE || length == 0 || !SSL_is_init_finished(ssl)) return;
+  if (written || content != SSL3_RT_HANDSHAKE || length == 0 || !SSL_get_app_data(ssl)) return;
   const uint8_t kind = *static_cast<const uint8_t*>(bytes);
   const int wanted = SSL_is_server(ssl) ? SSL3_MT_CLIENT_HELLO : SSL3_MT_HELLO_REQUEST;
-  if (kind == wanted) SSL_set_app_data(ssl, ssl);
+  if (kind == wanted) SSL_set_app_data(ssl, &renegotiation_asked);
 }
 
 bool asked_to_renegotiate(SSL* ssl) {
-  return SSL_get_app_data(ssl) != nullptr;
+  return SSL_get_app_data(ssl) == &renegotiation_asked;
 }
 
 SSL* context_of(const xp_tls_handle* handle) {
@@ -241,7 +245,9 @@ xp_tls_status tls_step(const xp_tls_service*, xp_tls_handle* credentials, xp_tls
   *context = {.lower = reinterpret_cast<uintptr_t>(ssl), .upper = 0};
   step->extra = step->length - size;
   step->has_extra = step->extra > 0;
-  return result == 1 ? XP_TLS_OK : XP_TLS_CONTINUE;
+  if (result != 1) return XP_TLS_CONTINUE;
+  SSL_set_app_data(ssl, &channel_is_up);
+  return XP_TLS_OK;
 }
 
 void tls_delete_context(const xp_tls_service*, xp_tls_handle* context) {
