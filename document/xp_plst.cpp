@@ -97,6 +97,7 @@ uint32_t look_over(const char* text) {
 // A kind of text that isn't XML. The first row that fits is taken, and its style stands whatever
 // the reader did.
 struct text_kind {
+  const char* name;
   uint32_t all;   // what the pass must have met
   uint32_t any;   // of these at least one, unless there is none
   uint32_t none;  // what it must not have met
@@ -105,22 +106,26 @@ struct text_kind {
 };
 
 constexpr text_kind text_kinds[] = {
-    {.all = SEEN_BRACE | SEEN_OTHER,
+    {.name = "rule text",
+     .all = SEEN_BRACE | SEEN_OTHER,
      .any = 0,
      .none = SEEN_COLON,
      .reader = xp_rules_read,
      .style = &xp_style_rules},
-    {.all = 0,
+    {.name = "JSON",
+     .all = 0,
      .any = SEEN_BRACE | SEEN_QUOTE,
      .none = 0,
      .reader = xp_json_read,
      .style = &xp_style_json},
-    {.all = SEEN_OPEN | SEEN_COLON,
+    {.name = "section text",
+     .all = SEEN_OPEN | SEEN_COLON,
      .any = 0,
      .none = 0,
      .reader = xp_sections_read,
      .style = &xp_style_sections},
-    {.all = 0,
+    {.name = "form pairs",
+     .all = 0,
      .any = SEEN_EQUAL | SEEN_AND,
      .none = SEEN_LINE_END,
      .reader = xp_form_read,
@@ -130,16 +135,17 @@ constexpr text_kind text_kinds[] = {
 // A kind of XML. They are tried in this order until one delivers; each refuses a foreign root
 // element at once and leaves the builder as it was.
 struct xml_kind {
+  const char* name;
   xp_xml_handler handler;
   const xp_style* style;
 };
 
 constexpr xml_kind xml_kinds[] = {
-    {.handler = xp_plist_event, .style = &xp_style_plist},
-    {.handler = xp_translation_event, .style = &xp_style_plist},
-    {.handler = xp_rpc_event, .style = &xp_style_rpc},
-    {.handler = xp_soap_event, .style = &xp_style_rpc},
-    {.handler = xp_list_event, .style = &xp_style_list},
+    {.name = "property list", .handler = xp_plist_event, .style = &xp_style_plist},
+    {.name = "translation table", .handler = xp_translation_event, .style = &xp_style_plist},
+    {.name = "XML-RPC message", .handler = xp_rpc_event, .style = &xp_style_rpc},
+    {.name = "SOAP message", .handler = xp_soap_event, .style = &xp_style_rpc},
+    {.name = "list XML", .handler = xp_list_event, .style = &xp_style_list},
 };
 
 bool fits(const text_kind& kind, uint32_t seen) {
@@ -147,36 +153,47 @@ bool fits(const text_kind& kind, uint32_t seen) {
          (seen & kind.none) == 0;
 }
 
-// Puts what the text holds into `builder->result`, and returns the style that goes with it.
-const xp_style* read_text(const char* text, xp_plst_builder* builder) {
+// A kind as its row has it.
+struct kind_of_text {
+  const char* name;
+  const xp_style* style;
+};
+
+// Puts what the text holds into `builder->result`. The kind means nothing without a result.
+kind_of_text read_text(const char* text, xp_plst_builder* builder) {
   const uint32_t seen = look_over(text);
   for (const text_kind& kind : text_kinds) {
     if (!fits(kind, seen)) continue;
     (void)kind.reader(text, builder);  // what was read up to an error counts
-    return kind.style;
+    return {kind.name, kind.style};
   }
   xp_xml_record records[XML_RECORDS];
-  const xp_style* style = nullptr;
   for (const xml_kind& kind : xml_kinds) {
-    if (builder->result) break;
     // A builder ends the scan of a whole document as it does that of a bad one.
     (void)xp_xml_scan(text, records, records + XML_RECORDS, kind.handler, builder);
-    style = kind.style;
+    if (builder->result) return {kind.name, kind.style};
   }
-  return style;
+  return {};
 }
 
 }  // namespace
 
 xp_plst* xp_plst_parse(const char* text) {
+  const char* kind = nullptr;
+  return xp_plst_parse_kind(text, &kind);
+}
+
+xp_plst* xp_plst_parse_kind(const char* text, const char** kind) {
   if (!text) {
     xp_ref root(xp_dict_new(XP_DICT_NOCASE));
+    *kind = xml_kinds[0].name;
     return xp_plst_new(root.get(), &xp_style_plist);
   }
   xp_plst_builder builder = {};
-  const xp_style* style = read_text(text, &builder);
-  xp_plst* document = xp_plst_new(builder.result, style);
+  const kind_of_text found = read_text(text, &builder);
+  xp_plst* document = xp_plst_new(builder.result, found.style);
   xp_plst_builder_clear(&builder);
+  if (document) *kind = found.name;
   return document;
 }
 

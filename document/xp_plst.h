@@ -22,6 +22,9 @@ struct xp_plst : xp_object {
 // root is an empty dictionary, in the style xp_style_plist. Linear in the text but for keys made
 // to collide.
 xp_plst* xp_plst_parse(const char* text);
+// The same, and tells what the document is, in words such as "property list": for people. *kind is
+// left alone when the result is null.
+xp_plst* xp_plst_parse_kind(const char* text, const char** kind);
 
 // A document made of an object, which is retained. Null for a null root or without memory.
 xp_plst* xp_plst_new(xp_object* root, const xp_style* style);
