@@ -48,8 +48,8 @@ for back_end in native wine; do
   echo 'the client' >"$scratch/client.txt"
   package --product $client --version 8.1.0 --name Client --property PROP_VERSION=8.1.0 \
     --reg-version 'Software\Rehearsal\Client' --file "client.txt=$scratch/client.txt" client.msi
-  fresh_machine
   products=("$client")
+  fresh_machine
 
   printf '\n   A signed package on the disk\n'
   registry

@@ -188,7 +188,7 @@ trust_root() { # makes the computer trust the test root
   in_wine wine regedit /S "$(as_argument "$scratch/root.reg")" >/dev/null 2>&1
 }
 
-products=() # product codes that tests install, for the clean-up of a Wine computer
+products=() # product codes that a test installs, so that a Wine computer can be rid of them
 
 fresh_machine() {
   if [ "$back_end" = native ]; then
@@ -204,7 +204,6 @@ fresh_machine() {
     reg_drop 'HKEY_LOCAL_MACHINE\Software\Rehearsal'
     rm -rf "$(cache_folder)"
   fi
-  products=()
   trust_root
 }
 
@@ -240,12 +239,13 @@ make_container() {
 run() {
   if [ "$back_end" = native ]; then
     rm -f "$RUVO_MACHINE/events.log" "$RUVO_MACHINE/result"
-    output=$(cd "$scratch" && timeout 300 "$program" "$@" 2>&1 <"${input:-/dev/null}")
+    output=$(cd "$scratch" && timeout ${run_seconds:-60} "$program" "$@" 2>&1 <"${input:-/dev/null}")
     status=$?
     # An exit status holds 8 bits; the stand-in computer keeps the whole process result.
     result=$(cat "$RUVO_MACHINE/result" 2>/dev/null || echo "none (status $status)")
-    records=$(cut -f 2,5 "$RUVO_MACHINE/events.log" 2>/dev/null)
-    record_ids=$(cut -f 3 "$RUVO_MACHINE/events.log" 2>/dev/null)
+    # The stand-in installer writes records of its own, under another source.
+    records=$(awk -F '\t' '$4 == "Tallyport" { print $2 "\t" $5 }' "$RUVO_MACHINE/events.log" 2>/dev/null)
+    record_ids=$(awk -F '\t' '$4 == "Tallyport" { print $3 }' "$RUVO_MACHINE/events.log" 2>/dev/null)
   else
     local raw
     raw=$(
@@ -253,7 +253,7 @@ run() {
       cd "$scratch" || exit 1
       export WINEDEBUG=-all,+eventlog
       [ -n "${wine_overrides:-}" ] && export WINEDLLOVERRIDES="$WINEDLLOVERRIDES;$wine_overrides"
-      timeout 300 wine "$top/build/windows/winlaunch.exe" "$(as_argument "$program")" "$@" 2>&1 <"${input:-/dev/null}"
+      timeout ${run_seconds:-60} wine "$top/build/windows/winlaunch.exe" "$(as_argument "$program")" "$@" 2>&1 <"${input:-/dev/null}"
     )
     raw=$(printf '%s\n' "$raw" | tr -d '\r')
     result=$(printf '%s\n' "$raw" | sed -nE 's/^EXIT=0x[0-9a-fA-F]+ (-?[0-9]+)$/\1/p' | tail -n 1)

@@ -18,8 +18,8 @@ for back_end in ${RUVO_BACK_ENDS:-native wine}; do
   use "$back_end"
   rm -rf "$scratch/authority"
   package --product $client --name Settings client.msi
-  fresh_machine
   products=("$client")
+  fresh_machine
   installer=$(as_argument "$scratch/client.msi")
   reg_set "$settings_key" ruvoseed 524288
 
