@@ -1,5 +1,5 @@
 // JSON of about 10 MB, read and written: this system beside RapidJSON's DOM and writer, with
-// simdjson's two forms of reading as a far mark. The document is a list of records of the sort that
+// simdjson's DOM as a far mark. The document is a list of records of the sort that
 // a server answers with: names, addresses, numbers, truth values, tags, a nested object, and texts
 // of which some hold escapes.
 #include <benchmark/benchmark.h>
@@ -76,26 +76,13 @@ void rapidjson_read(benchmark::State& state) {
   count_bytes(state);
 }
 
-void simdjson_read_dom(benchmark::State& state) {
+void simdjson_read(benchmark::State& state) {
   const simdjson::padded_string text(document_text());
   for (auto _ : state) {
     simdjson::dom::parser parser;
     simdjson::dom::element root;
     if (parser.parse(text).get(root)) state.SkipWithError("not read");
     benchmark::DoNotOptimize(root);
-  }
-  count_bytes(state);
-}
-
-void simdjson_read_on_demand(benchmark::State& state) {
-  const simdjson::padded_string text(document_text());
-  for (auto _ : state) {
-    simdjson::ondemand::parser parser;
-    simdjson::ondemand::document document = parser.iterate(text);
-    size_t bytes = 0;
-    for (auto record : document.get_array())
-      bytes += std::string_view(record["notes"]).size();
-    benchmark::DoNotOptimize(bytes);
   }
   count_bytes(state);
 }
@@ -126,8 +113,7 @@ void rapidjson_write(benchmark::State& state) {
 
 BENCHMARK(ours_read)->Unit(benchmark::kMillisecond);
 BENCHMARK(rapidjson_read)->Unit(benchmark::kMillisecond);
-BENCHMARK(simdjson_read_dom)->Unit(benchmark::kMillisecond);
-BENCHMARK(simdjson_read_on_demand)->Unit(benchmark::kMillisecond);
+BENCHMARK(simdjson_read)->Unit(benchmark::kMillisecond);
 BENCHMARK(ours_write)->Unit(benchmark::kMillisecond);
 BENCHMARK(rapidjson_write)->Unit(benchmark::kMillisecond);
 
