@@ -8,9 +8,9 @@
 #include <rapidjson/writer.h>
 #include <simdjson.h>
 
+#include <memory>
 #include <random>
 #include <string>
-#include <vector>
 
 #include "document/xp_plst.h"
 #include "document/xp_writer.h"
@@ -92,9 +92,9 @@ void ours_write(benchmark::State& state) {
   xp_ref document(xp_plst_parse(document_text().c_str()));
   for (auto _ : state) {
     const int32_t length = document->render(document.get(), nullptr, 0);
-    std::vector<char> buffer(static_cast<size_t>(length) + 1);
+    const std::unique_ptr<char[]> buffer(new char[static_cast<size_t>(length) + 1]);
     benchmark::DoNotOptimize(
-        document->render(document.get(), buffer.data(), static_cast<uint32_t>(buffer.size())));
+        document->render(document.get(), buffer.get(), static_cast<uint32_t>(length) + 1));
   }
   count_bytes(state);
 }

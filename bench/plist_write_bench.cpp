@@ -4,8 +4,8 @@
 #include <plist/plist.h>
 #include <stdlib.h>
 
+#include <memory>
 #include <string>
-#include <vector>
 
 #include "document/xp_plst.h"
 #include "document/xp_writer.h"
@@ -31,9 +31,9 @@ void ours(benchmark::State& state) {
   int64_t bytes = 0;
   for (auto _ : state) {
     const int32_t length = document->render(document.get(), nullptr, 0);
-    std::vector<char> buffer(static_cast<size_t>(length) + 1);
-    bytes += document->render(document.get(), buffer.data(), static_cast<uint32_t>(length) + 1);
-    benchmark::DoNotOptimize(buffer.data());
+    const std::unique_ptr<char[]> buffer(new char[static_cast<size_t>(length) + 1]);
+    bytes += document->render(document.get(), buffer.get(), static_cast<uint32_t>(length) + 1);
+    benchmark::DoNotOptimize(buffer.get());
   }
   state.SetBytesProcessed(bytes);
 }

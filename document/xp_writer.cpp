@@ -31,40 +31,125 @@ static_assert(MOST_TABS == 64);
 // The longest text there is: a count stays at it rather than overflow.
 constexpr int32_t MOST_BYTES = INT32_MAX - 1;
 
+// ---- styles, measured ------------------------------------------------------------------------
+
+// A string of a style. Most are short, and then lie in a block that is copied as a whole.
+struct doc_piece {
+  static constexpr int32_t SHORT = 16;
+
+  char bytes[SHORT];
+  const char* text;
+  int32_t length;
+};
+
+doc_piece measured(const char* text) {
+  doc_piece piece = {};
+  piece.text = text ? text : "";
+  piece.length = xp_text_length(text);
+  if (piece.length <= doc_piece::SHORT)
+    memcpy(piece.bytes, piece.text, static_cast<size_t>(piece.length));
+  return piece;
+}
+
+// What stands around a value.
+struct doc_marks {
+  doc_piece open;
+  doc_piece close;
+};
+
+// The strings of a style that are written again and again, measured once for a document.
+struct doc_style {
+  explicit doc_style(const xp_style* style);
+
+  const xp_style* style;
+  doc_piece line_first;
+  doc_piece line_next;
+  doc_piece inline_first;
+  doc_piece inline_next;
+  doc_piece null_text;
+  doc_marks array;
+  doc_marks dict;
+  doc_marks root_dict;
+  doc_marks key;
+  doc_marks data;
+  doc_marks string;
+  doc_marks integer;
+  doc_marks real;
+  doc_marks url;
+  doc_marks truth;
+  doc_marks date;
+  doc_marks quote;
+  bool quoted[256];  // bytes that make a text need protection
+};
+
+doc_style::doc_style(const xp_style* s)
+    : style(s),
+      line_first(measured(s->line_first)),
+      line_next(measured(s->line_next)),
+      inline_first(measured(s->inline_first)),
+      inline_next(measured(s->inline_next)),
+      null_text(measured(s->null_text)),
+      array{measured(s->array_open), measured(s->array_close)},
+      dict{measured(s->dict_open), measured(s->dict_close)},
+      root_dict{measured(s->root_dict_open), measured(s->root_dict_close)},
+      key{measured(s->key_open), measured(s->key_close)},
+      data{measured(s->data_open), measured(s->data_close)},
+      string{measured(s->string_open), measured(s->string_close)},
+      integer{measured(s->integer_open), measured(s->integer_close)},
+      real{measured(s->real_open), measured(s->real_close)},
+      url{measured(s->url_open), measured(s->url_close)},
+      truth{measured(s->bool_open), measured(s->bool_close)},
+      date{measured(s->date_open), measured(s->date_close)},
+      quote{measured(s->quote_open), measured(s->quote_close)},
+      quoted{} {
+  for (const char* c = s->quote_chars; c && *c; c++)
+    quoted[static_cast<uint8_t>(*c)] = true;
+}
+
+// The cursor, with the style in both forms.
+struct doc_out : xp_doc_cursor {
+  const doc_style* marks;
+};
+
 // ---- bytes on their way out ------------------------------------------------------------------
 
 // What still fits, a byte for the NUL kept back. Measuring has no end.
-int32_t room_at(const xp_doc_cursor* at) {
+int32_t room_at(const doc_out* at) {
   if (!at->buffer) return MOST_BYTES - at->written;
   return at->size > at->written ? at->size - at->written - 1 : 0;
 }
 
 // Where the next byte goes; null measures.
-char* place_at(const xp_doc_cursor* at) {
+char* place_at(const doc_out* at) {
   return at->buffer ? at->buffer + at->written : nullptr;
 }
 
-void advance(xp_doc_cursor* at, int32_t bytes) {
+void advance(doc_out* at, int32_t bytes) {
   at->written = bytes > MOST_BYTES - at->written ? MOST_BYTES : at->written + bytes;
 }
 
-void put(xp_doc_cursor* at, const char* text, int32_t length) {
+void put(doc_out* at, const char* text, int32_t length) {
   const int32_t room = room_at(at);
   if (length > room) length = room;
   if (at->buffer) memcpy(at->buffer + at->written, text, static_cast<size_t>(length));
   at->written += length;
 }
 
-void put_text(xp_doc_cursor* at, const char* text) {
-  put(at, text, xp_text_length(text));
+void put(doc_out* at, const doc_piece& piece) {
+  if (at->buffer && piece.length <= doc_piece::SHORT && room_at(at) >= doc_piece::SHORT) {
+    memcpy(at->buffer + at->written, piece.bytes, doc_piece::SHORT);
+    at->written += piece.length;
+  } else {
+    put(at, piece.text, piece.length);
+  }
 }
 
-void put_tabs(xp_doc_cursor* at, int32_t count) {
-  put(at, tabs, count < MOST_TABS ? count : MOST_TABS);
+void put_tabs(doc_out* at, int32_t count) {
+  if (count > 0) put(at, tabs, count < MOST_TABS ? count : MOST_TABS);
 }
 
 // The text of a string; one that is cut ends with a whole character.
-void put_string(xp_doc_cursor* at, xp_str* string) {
+void put_string(doc_out* at, xp_str* string) {
   const int32_t room = room_at(at);
   if (string->length <= room)
     put(at, string->text, string->length);
@@ -72,7 +157,7 @@ void put_string(xp_doc_cursor* at, xp_str* string) {
     advance(at, xp_str_copy_out(string, place_at(at), static_cast<uint32_t>(room)));
 }
 
-void put_rendered(xp_doc_cursor* at, xp_object* object) {
+void put_rendered(doc_out* at, xp_object* object) {
   if (!object->render) return;
   const int32_t length = object->render(object, place_at(at), static_cast<uint32_t>(room_at(at)));
   if (length > 0) advance(at, length);
@@ -91,28 +176,28 @@ bool is_inline(const xp_style* style, uint32_t options) {
   return style->flags & XP_STYLE_INLINE && options & XP_WRITE_ITEM;
 }
 
-void put_lead(xp_doc_cursor* at, const doc_value& value) {
+void put_lead(doc_out* at, const doc_value& value) {
   const xp_style* style = at->style;
   const bool next = value.options & XP_WRITE_NEXT;
   if (is_inline(style, value.options)) {
-    put_text(at, next ? style->inline_next : style->inline_first);
+    put(at, next ? at->marks->inline_next : at->marks->inline_first);
   } else {
-    put_text(at, next ? style->line_next : style->line_first);
+    put(at, next ? at->marks->line_next : at->marks->line_first);
     put_tabs(at, value.depth);
   }
 }
 
-void put_end(xp_doc_cursor* at, int32_t depth, const char* close) {
-  put_text(at, at->style->line_first);
+void put_end(doc_out* at, int32_t depth, const doc_piece& close) {
+  put(at, at->marks->line_first);
   if (!(at->style->flags & XP_STYLE_FLAT)) put_tabs(at, depth);
-  put_text(at, close);
+  put(at, close);
 }
 
-void put_value(xp_doc_cursor* at, const doc_value& value);
+void put_value(doc_out* at, const doc_value& value);
 
 // The cursor for the items of a container at `depth`.
-xp_doc_cursor inside(const xp_doc_cursor* at, int32_t depth) {
-  xp_doc_cursor items = *at;
+doc_out inside(const doc_out* at, int32_t depth) {
+  doc_out items = *at;
   items.depth = depth < INT32_MAX ? depth + 1 : depth;
   items.count = 0;
   return items;
@@ -126,18 +211,17 @@ struct doc_key {
 };
 
 // A key, unchanged in every style, and its value behind it.
-void put_pair(xp_doc_cursor* at, const doc_key& key, xp_object* value, bool first) {
-  const xp_style* style = at->style;
-  put_text(at, first ? style->line_first : style->line_next);
-  if (!(style->flags & XP_STYLE_FLAT)) put_tabs(at, at->depth);
-  put_text(at, style->key_open);
+void put_pair(doc_out* at, const doc_key& key, xp_object* value, bool first) {
+  put(at, first ? at->marks->line_first : at->marks->line_next);
+  if (!(at->style->flags & XP_STYLE_FLAT)) put_tabs(at, at->depth);
+  put(at, at->marks->key.open);
   put(at, key.text, key.length);
-  put_text(at, style->key_close);
+  put(at, at->marks->key.close);
   put_value(at, {value, XP_WRITE_ITEM, at->depth});
 }
 
 // The key again for each thing that the value yields; a value that is no container yields itself.
-void put_repeated(xp_doc_cursor* at, const doc_key& key, xp_object* value) {
+void put_repeated(doc_out* at, const doc_key& key, xp_object* value) {
   bool first = at->count == 0;
   xp_ref walk(xp_traversal_new(value));
   while (xp_ref item{xp_traversal_next(walk.get())}) {
@@ -147,7 +231,7 @@ void put_repeated(xp_doc_cursor* at, const doc_key& key, xp_object* value) {
 }
 
 int32_t put_entry(xp_dict*, const char* key, int32_t length, xp_object* value, void* context) {
-  auto* at = static_cast<xp_doc_cursor*>(context);
+  auto* at = static_cast<doc_out*>(context);
   if (!value && !at->style->null_text) return 0;
   if (at->style->flags & XP_STYLE_REPEAT_KEYS)
     put_repeated(at, {key, length}, value);
@@ -157,157 +241,167 @@ int32_t put_entry(xp_dict*, const char* key, int32_t length, xp_object* value, v
   return 0;
 }
 
-void put_dict(xp_doc_cursor* at, const doc_value& value) {
-  const bool root = value.depth == 0;
+void put_dict(doc_out* at, const doc_value& value) {
+  const doc_marks& marks = value.depth == 0 ? at->marks->root_dict : at->marks->dict;
   put_lead(at, value);
-  put_text(at, root ? at->style->root_dict_open : at->style->dict_open);
-  xp_doc_cursor items = inside(at, value.depth);
+  put(at, marks.open);
+  doc_out items = inside(at, value.depth);
+  auto* dict = static_cast<xp_dict*>(value.object);
+  // The order makes no difference to the length, unless a key may be written any number of times.
   // A walk that memory doesn't allow leaves the dictionary empty.
-  (void)xp_dict_each_sorted(static_cast<xp_dict*>(value.object), put_entry, &items);
+  const bool sorted = at->buffer || at->style->flags & XP_STYLE_REPEAT_KEYS;
+  (void)(sorted ? xp_dict_each_sorted : xp_dict_each)(dict, put_entry, &items);
   at->written = items.written;
-  put_end(at, value.depth, root ? at->style->root_dict_close : at->style->dict_close);
+  put_end(at, value.depth, marks.close);
 }
 
 // ---- sequences -------------------------------------------------------------------------------
 
-void put_element(xp_doc_cursor* at, xp_object* element) {
+void put_element(doc_out* at, xp_object* element) {
   const uint32_t next = at->count > 0 ? XP_WRITE_NEXT : 0u;
   put_value(at, {element, XP_WRITE_ITEM | next, at->depth});
   at->count++;
 }
 
-void put_array_elements(xp_doc_cursor* at, xp_object* object) {
+void put_array_elements(doc_out* at, xp_object* object) {
   auto* array = static_cast<xp_array*>(object);
   xp_locked lock(array->lock);
   for (int32_t i = 0; i < array->count; i++)
     put_element(at, array->cells[i]);
 }
 
-void put_list_elements(xp_doc_cursor* at, xp_object* object) {
+void put_list_elements(doc_out* at, xp_object* object) {
   const auto* list = static_cast<xp_list*>(object);
   for (const xp_node* node = list->next; node != list; node = node->next)
     if (node->value) put_element(at, node->value);
 }
 
-void put_sequence(xp_doc_cursor* at, const doc_value& value,
-                  void (*put_elements)(xp_doc_cursor*, xp_object*)) {
+void put_sequence(doc_out* at, const doc_value& value, void (*put_elements)(doc_out*, xp_object*)) {
   put_lead(at, value);
-  put_text(at, at->style->array_open);
-  xp_doc_cursor items = inside(at, value.depth);
+  put(at, at->marks->array.open);
+  doc_out items = inside(at, value.depth);
   put_elements(&items, value.object);
   at->written = items.written;
-  put_end(at, value.depth, at->style->array_close);
+  put_end(at, value.depth, at->marks->array.close);
 }
 
-void put_array(xp_doc_cursor* at, const doc_value& value) {
+void put_array(doc_out* at, const doc_value& value) {
   put_sequence(at, value, put_array_elements);
 }
 
-void put_list(xp_doc_cursor* at, const doc_value& value) {
+void put_list(doc_out* at, const doc_value& value) {
   put_sequence(at, value, put_list_elements);
 }
 
 // ---- texts -----------------------------------------------------------------------------------
 
-bool needs_protection(const xp_style* style, const xp_str* string) {
-  return style->quote_chars &&
-         xp_text_find_set(string->text, string->length, style->quote_chars, 0) >= 0;
+// Texts of up to this many bytes are looked at one byte after the other.
+constexpr int32_t SHORT_TEXT = 32;
+
+bool needs_protection(const doc_out* at, const xp_str* string) {
+  if (!at->style->quote_chars) return false;
+  if (string->length > SHORT_TEXT)
+    return xp_text_find_set(string->text, string->length, at->style->quote_chars, 0) >= 0;
+  bool any = false;
+  for (int32_t i = 0; i < string->length; i++)
+    any |= at->marks->quoted[static_cast<uint8_t>(string->text[i])];
+  return any;
 }
 
 // Protects a whole text by marks around it, or byte by byte where the style has no marks.
-void put_protected(xp_doc_cursor* at, xp_str* string, uint32_t escape) {
+void put_protected(doc_out* at, xp_str* string, uint32_t escape) {
   const xp_style* style = at->style;
   if (style->quote_open && style->quote_close) {
-    put_text(at, style->quote_open);
+    put(at, at->marks->quote.open);
     put_string(at, string);
-    put_text(at, style->quote_close);
+    put(at, at->marks->quote.close);
     return;
   }
   advance(at, xp_fmt_text(place_at(at), room_at(at), string->text, string->length, escape, 0));
 }
 
-void put_string_value(xp_doc_cursor* at, const doc_value& value, xp_str* string, uint32_t escape) {
+void put_string_value(doc_out* at, const doc_value& value, xp_str* string, uint32_t escape) {
   put_lead(at, value);
-  put_text(at, at->style->string_open);
-  if (needs_protection(at->style, string))
+  put(at, at->marks->string.open);
+  if (needs_protection(at, string))
     put_protected(at, string, escape);
   else
     put_string(at, string);
-  put_text(at, at->style->string_close);
+  put(at, at->marks->string.close);
 }
 
-void put_str(xp_doc_cursor* at, const doc_value& value) {
+void put_str(doc_out* at, const doc_value& value) {
   const bool form = at->style->kind == XP_STYLE_FORM;
   put_string_value(at, value, static_cast<xp_str*>(value.object), form ? XP_FMT_PLUS : XP_FMT_JSON);
 }
 
 // A kind that no style knows is written as the string that it renders to, by backslashes also in
 // form-encoded pairs.
-void put_other(xp_doc_cursor* at, const doc_value& value) {
+void put_other(doc_out* at, const doc_value& value) {
   xp_ref text(xp_str_from_object(value.object));
   if (text) {
     put_string_value(at, value, text.get(), XP_FMT_JSON);
     return;
   }
   put_lead(at, value);
-  put_text(at, at->style->string_open);
-  put_text(at, at->style->string_close);
+  put(at, at->marks->string.open);
+  put(at, at->marks->string.close);
 }
 
 // ---- the other kinds -------------------------------------------------------------------------
 
-void put_num(xp_doc_cursor* at, const doc_value& value) {
-  const xp_style* style = at->style;
+void put_num(doc_out* at, const doc_value& value) {
   const bool whole = static_cast<xp_num*>(value.object)->decimals == 0;
+  const doc_marks& marks = whole ? at->marks->integer : at->marks->real;
   put_lead(at, value);
-  put_text(at, whole ? style->integer_open : style->real_open);
+  put(at, marks.open);
   put_rendered(at, value.object);
-  put_text(at, whole ? style->integer_close : style->real_close);
+  put(at, marks.close);
 }
 
-void put_bool(xp_doc_cursor* at, const doc_value& value) {
+void put_bool(doc_out* at, const doc_value& value) {
   put_lead(at, value);
-  put_text(at, at->style->bool_open);
+  put(at, at->marks->truth.open);
   put_rendered(at, value.object);
-  put_text(at, at->style->bool_close);
+  put(at, at->marks->truth.close);
 }
 
-void put_url(xp_doc_cursor* at, const doc_value& value) {
+void put_url(doc_out* at, const doc_value& value) {
   put_lead(at, value);
-  put_text(at, at->style->url_open);
+  put(at, at->marks->url.open);
   put_rendered(at, value.object);
-  put_text(at, at->style->url_close);
+  put(at, at->marks->url.close);
 }
 
-void put_data(xp_doc_cursor* at, const doc_value& value) {
+void put_data(doc_out* at, const doc_value& value) {
   const auto* data = static_cast<xp_data*>(value.object);
   put_lead(at, value);
-  put_text(at, at->style->data_open);
+  put(at, at->marks->data.open);
   const xp_byte_span span = {data->bytes, static_cast<int32_t>(data->length & INT32_MAX)};
   const int32_t length = xp_base64_encode(&span, 1, place_at(at), room_at(at));
   if (length > 0) advance(at, length);
-  put_text(at, at->style->data_close);
+  put(at, at->marks->data.close);
 }
 
 // In Universal Time, with a fraction that is always zero.
-void put_date(xp_doc_cursor* at, const doc_value& value) {
+void put_date(doc_out* at, const doc_value& value) {
   put_lead(at, value);
-  put_text(at, at->style->date_open);
+  put(at, at->marks->date.open);
   if (!at->buffer || room_at(at) > 0)
     advance(at, xp_fmt_print(place_at(at), at->buffer ? room_at(at) + 1 : 0, "%lu{z::#FT#T.000Z}",
                              static_cast<xp_date*>(value.object)->seconds));
-  put_text(at, at->style->date_close);
+  put(at, at->marks->date.close);
 }
 
-void put_null(xp_doc_cursor* at, const doc_value& value) {
+void put_null(doc_out* at, const doc_value& value) {
   if (!at->style->null_text) return;
   put_lead(at, value);
-  put_text(at, at->style->null_text);
+  put(at, at->marks->null_text);
 }
 
 struct kind_writer {
   uint32_t tag;
-  void (*put)(xp_doc_cursor* at, const doc_value& value);
+  void (*put)(doc_out* at, const doc_value& value);
 };
 
 constexpr kind_writer kinds[] = {
@@ -316,7 +410,7 @@ constexpr kind_writer kinds[] = {
     {XP_DATE, put_date}, {XP_URL, put_url},   {XP_LIST, put_list},
 };
 
-void put_value(xp_doc_cursor* at, const doc_value& value) {
+void put_value(doc_out* at, const doc_value& value) {
   if (!value.object) return put_null(at, value);
   for (const kind_writer& kind : kinds)
     if (kind.tag == value.object->tag) return kind.put(at, value);
@@ -331,7 +425,8 @@ void put_value(xp_doc_cursor* at, const doc_value& value) {
 int32_t xp_doc_write(xp_object* object, const xp_style* style, uint32_t options, int32_t depth,
                      char* buffer, int32_t size) {
   if (buffer && size <= 0) return 0;
-  xp_doc_cursor at = {buffer, 0, size, depth, 0, style};
+  const doc_style marks(style);
+  doc_out at = {{buffer, 0, size, depth, 0, style}, &marks};
   put_value(&at, {object, options, depth});
   if (buffer) buffer[at.written] = 0;
   return at.written;
@@ -364,7 +459,8 @@ int32_t put_frame(const char* text, char* buffer, int32_t written, int32_t size)
 int32_t xp_plst_render(xp_object* object, char* buffer, uint32_t size) {
   const auto* document = static_cast<xp_plst*>(object);
   const int32_t room = size < INT32_MAX ? static_cast<int32_t>(size) : INT32_MAX;
-  xp_doc_cursor at = {buffer, 0, room, 0, 0, document->style};
+  const doc_style marks(document->style);
+  doc_out at = {{buffer, 0, room, 0, 0, document->style}, &marks};
   at.written = put_frame(document->style->header, buffer, 0, room);
   put_value(&at, {document->root, 0, 0});
   return put_frame(document->style->trailer, buffer, at.written, room);

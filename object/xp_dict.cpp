@@ -385,9 +385,21 @@ namespace {
 
 constexpr uint32_t STACK_NODES = 16;
 
+// The first seven bytes of a key as a number that orders like them, zeros behind a shorter one.
+uint64_t key_prefix(const xp_dict_node* node) {
+  uint64_t word;
+  memcpy(&word, &node->key_length, sizeof(word));  // the length, and the key behind it
+  const uint32_t length = node->key_length < 7 ? node->key_length : 7;
+  const uint64_t bytes = __builtin_bswap64(word) << 8;
+  return bytes & ~uint64_t{0} << (64 - 8 * length);
+}
+
 int32_t order_nodes(void*, uintptr_t a, uintptr_t b, int32_t) {
   const auto* left = reinterpret_cast<const xp_dict_node*>(a);
   const auto* right = reinterpret_cast<const xp_dict_node*>(b);
+  const uint64_t left_prefix = key_prefix(left);
+  const uint64_t right_prefix = key_prefix(right);
+  if (left_prefix != right_prefix) return left_prefix < right_prefix ? -1 : 1;
   const int32_t a_length = left->key_length;
   const int32_t b_length = right->key_length;
   const int32_t order =
@@ -401,15 +413,10 @@ void dict_collect(const xp_dict* dict, uintptr_t* nodes) {
       *nodes++ = reinterpret_cast<uintptr_t>(node);
 }
 
-int32_t dict_visit(xp_dict* dict, const uintptr_t* nodes, uint32_t count, xp_dict_visitor visitor,
-                   void* context) {
-  const bool skip_null = dict->flags & XP_DICT_SKIP_NULL;
-  for (uint32_t i = 0; i < count; i++) {
-    const auto* node = reinterpret_cast<const xp_dict_node*>(nodes[i]);
-    if (!node->value && skip_null) continue;
-    if (visitor(dict, node->key, node->key_length, node->value, context) != 0) return -1;
-  }
-  return 0;
+int32_t dict_visit_node(xp_dict* dict, const xp_dict_node* node, xp_dict_visitor visitor,
+                        void* context) {
+  if (!node->value && dict->flags & XP_DICT_SKIP_NULL) return 0;
+  return visitor(dict, node->key, node->key_length, node->value, context);
 }
 
 }  // namespace
@@ -427,7 +434,19 @@ int32_t xp_dict_each_sorted(xp_dict* dict, xp_dict_visitor visitor, void* contex
   uintptr_t* nodes = heap ? heap.get() : stack;
   dict_collect(dict, nodes);
   (void)xp_sort(nullptr, count, nodes, order_nodes);
-  return dict_visit(dict, nodes, count, visitor, context);
+  for (uint32_t i = 0; i < count; i++)
+    if (dict_visit_node(dict, reinterpret_cast<const xp_dict_node*>(nodes[i]), visitor, context))
+      return -1;
+  return 0;
+}
+
+int32_t xp_dict_each(xp_dict* dict, xp_dict_visitor visitor, void* context) {
+  if (!dict) return 0;
+  xp_locked lock(dict->lock);
+  for (uint32_t i = 0; i < dict->bucket_count; i++)
+    for (const xp_dict_node* node = dict->buckets[i]; node; node = node->next)
+      if (dict_visit_node(dict, node, visitor, context)) return -1;
+  return 0;
 }
 
 int32_t xp_dict_key_equal(xp_dict* dict, const char* a, int32_t a_length, const char* b,

@@ -69,6 +69,8 @@ xp_object* xp_dict_get(xp_dict* dict, const char* key, int32_t length);
 uint32_t xp_dict_count(const xp_dict* dict);
 // Calls `visitor` for each key in sorted order. 0 for a whole walk, -1 when stopped.
 int32_t xp_dict_each_sorted(xp_dict* dict, xp_dict_visitor visitor, void* context);
+// The same in no particular order, and without asking for memory: for what doesn't depend on it.
+int32_t xp_dict_each(xp_dict* dict, xp_dict_visitor visitor, void* context);
 // 1 when the two keys are one under the dictionary's flags. Lengths are not measured.
 int32_t xp_dict_key_equal(xp_dict* dict, const char* a, int32_t a_length, const char* b,
                           int32_t b_length);
