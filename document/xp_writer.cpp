@@ -263,11 +263,25 @@ void put_element(doc_out* at, xp_object* element) {
   at->count++;
 }
 
+// How far ahead of the writer elements are brought near, and how much of each: a record and its
+// values were mostly made one after the other, and lie so in memory.
+constexpr int32_t FETCH_AHEAD = 2;
+constexpr uint32_t FETCH_BYTES = 896;
+constexpr uint32_t CACHE_LINE = 64;
+
+void fetch_record(const xp_object* record) {
+  const auto address = reinterpret_cast<uintptr_t>(record);
+  for (uint32_t offset = 0; record && offset < FETCH_BYTES; offset += CACHE_LINE)
+    __builtin_prefetch(reinterpret_cast<const void*>(address + offset));
+}
+
 void put_array_elements(doc_out* at, xp_object* object) {
   auto* array = static_cast<xp_array*>(object);
   xp_locked lock(array->lock);
-  for (int32_t i = 0; i < array->count; i++)
+  for (int32_t i = 0; i < array->count; i++) {
+    if (i + FETCH_AHEAD < array->count) fetch_record(array->cells[i + FETCH_AHEAD]);
     put_element(at, array->cells[i]);
+  }
 }
 
 void put_list_elements(doc_out* at, xp_object* object) {

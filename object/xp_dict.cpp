@@ -407,10 +407,19 @@ int32_t order_nodes(void*, uintptr_t a, uintptr_t b, int32_t) {
   return order ? order : a_length - b_length;
 }
 
+// Starts the value on its way from memory while others are sorted and visited.
+void fetch_value(const xp_dict* dict, const xp_dict_node* node) {
+  if (dict->flags & XP_DICT_RAW) return;
+  __builtin_prefetch(node->value);
+  __builtin_prefetch(node->value + 1);
+}
+
 void dict_collect(const xp_dict* dict, uintptr_t* nodes) {
   for (uint32_t i = 0; i < dict->bucket_count; i++)
-    for (xp_dict_node* node = dict->buckets[i]; node; node = node->next)
+    for (xp_dict_node* node = dict->buckets[i]; node; node = node->next) {
+      fetch_value(dict, node);
       *nodes++ = reinterpret_cast<uintptr_t>(node);
+    }
 }
 
 int32_t dict_visit_node(xp_dict* dict, const xp_dict_node* node, xp_dict_visitor visitor,
@@ -443,6 +452,10 @@ int32_t xp_dict_each_sorted(xp_dict* dict, xp_dict_visitor visitor, void* contex
 int32_t xp_dict_each(xp_dict* dict, xp_dict_visitor visitor, void* context) {
   if (!dict) return 0;
   xp_locked lock(dict->lock);
+  if (dict->count <= STACK_NODES)
+    for (uint32_t i = 0; i < dict->bucket_count; i++)
+      for (const xp_dict_node* node = dict->buckets[i]; node; node = node->next)
+        fetch_value(dict, node);
   for (uint32_t i = 0; i < dict->bucket_count; i++)
     for (const xp_dict_node* node = dict->buckets[i]; node; node = node->next)
       if (dict_visit_node(dict, node, visitor, context)) return -1;
