@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The document tool: every example of docs/documents.md says what it prints, and so does each case
-# below. Usage: xpdoc_test.sh [build/linux]
+# The document tool: every example of docs/documents.md and of the pages below it says what it prints,
+# and so does each case below. Usage: xpdoc_test.sh [build/linux]
 set -uo pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
 build=$(cd "${1:-$root/build/linux}" && pwd) || exit 1
@@ -32,9 +32,9 @@ expect() {
   verdict "$*" $status
 }
 
-# ---- the examples of the page: what follows a "$ " line up to the next is its output ----
+# ---- the examples of the pages: what follows a "$ " line up to the next is its output ----
 cd "$root/docs/documents"
-awk '/^```console/{on=1;next} /^```/{on=0} on' ../documents.md >"$out/examples"
+awk '/^```console/{on=1;next} /^```/{on=0} on' ../documents.md ./*.md >"$out/examples"
 run_example() {
   [ -n "$command" ] || return
   bash -c "$command" >"$out/out" 2>&1
