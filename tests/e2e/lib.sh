@@ -138,8 +138,8 @@ reg_set() {
 
 reg_get() {
   if [ "$back_end" = native ]; then
-    awk -v key="[$1]" -v name="\"$2\"=" '
-      BEGIN { key = tolower(key); name = tolower(name) }
+    key="[$1]" name="\"$2\"=" awk '
+      BEGIN { key = tolower(ENVIRON["key"]); name = tolower(ENVIRON["name"]) }
       /^\[/ { here = tolower($0) == key }
       here && tolower(substr($0, 1, length(name))) == name { value = substr($0, length(name) + 1) }
       END { if (value != "") { gsub(/^"|"$/, "", value); gsub(/\\\\/, "\\", value); print value } }
@@ -153,7 +153,7 @@ reg_get() {
 reg_drop() {
   if [ "$back_end" = native ]; then
     [ -f "$RUVO_MACHINE/registry.reg" ] || return 0
-    awk -v key="[$1" 'BEGIN { key = tolower(key) }
+    key="[$1" awk 'BEGIN { key = tolower(ENVIRON["key"]) }
       /^\[/ { gone = index(tolower($0), key) == 1 }
       !gone { print }' "$RUVO_MACHINE/registry.reg" >"$scratch/registry.new"
     mv "$scratch/registry.new" "$RUVO_MACHINE/registry.reg"
