@@ -56,7 +56,9 @@ xp_time_t xp_time_from_fields(const xp_time_fields* fields);
 // The calendar reading in UTC, with a full year and the weekday; returns `seconds`. Times beyond
 // 2099 take 2100 for a leap year.
 xp_time_t xp_time_to_fields(xp_time_t seconds, xp_time_fields* fields);
-// The reading of the local clock, with the daylight offset of that moment; returns `seconds`.
+// The reading of the local clock, with the daylight offset of that moment; returns `seconds`. The
+// season is judged by a reading at today's offset, so at the one of a year's two changes that
+// begins today's season, an hour counts to the wrong side.
 xp_time_t xp_time_to_local_fields(xp_time_t seconds, xp_time_fields* fields);
 // Daylight offset in seconds at the moment that the fields tell by the local clock.
 int32_t xp_time_daylight(const xp_time_fields* fields);
