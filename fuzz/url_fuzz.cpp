@@ -2,6 +2,7 @@
 #include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
+#include <initializer_list>
 
 #include "object/xp_ref.h"
 #include "stream/xp_url.h"

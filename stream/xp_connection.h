@@ -1,5 +1,6 @@
 // `stmc`: a socket with what a line protocol needs, reading up to a CR LF and giving back what was
-// read past the line.
+// read past the line. A body is received from a plain socket in runs of up to 128 KB, whatever the
+// size of the single reads.
 #pragma once
 
 #include "stream/xp_socket.h"

@@ -1,7 +1,7 @@
 #include "stream/xp_connection.h"
 
+#include <algorithm>
 #include <string>
-#include <vector>
 
 #include "object/xp_ref.h"
 #include "tests/support/scripted_net.h"
@@ -88,6 +88,21 @@ TEST(XpConnection, GivesTheCodeOfAFailedRead) {
   xp_stream_option(reader.connection.get(), SOCKET_OPTION_RECEIVE_TIMEOUT, &seconds);
   EXPECT_EQ(reader.line(), "half");
   EXPECT_EQ(reader.line(), "<-199>");
+}
+
+TEST(XpConnection, ReceivesABodyInLargeRuns) {
+  scripted_net net;
+  scripted_peer& peer = net.add("head\r\n");
+  peer.bytes(std::string(100000, 'b') + "\r\nnext\r\n");
+  line_reader reader;
+  EXPECT_EQ(reader.line(), "head");
+  std::string body;
+  while (body.size() < 100000)
+    body += reader.read(std::min<int32_t>(0x4000, 100000 - static_cast<int32_t>(body.size())));
+  EXPECT_EQ(body, std::string(100000, 'b'));
+  EXPECT_EQ(peer.receives, 2);
+  EXPECT_EQ(reader.line(), "") << "what was read ahead comes next";
+  EXPECT_EQ(reader.line(), "next");
 }
 
 TEST(XpConnection, ForgetsWhatItHolds) {
