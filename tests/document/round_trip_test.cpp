@@ -120,7 +120,7 @@ constexpr char one_line_letters[] = "ab Z09.<>&]\"'\\/{}=:;%+\t\xC3\xA9";
 }  // namespace
 
 TEST(RoundTrip, PropertyListsCarryTreesOfAnyShape) {
-  constexpr carries may = {&xp_style_plist, any_letters, false, false, false, false, false};
+  constexpr carries may = {&xp_style_plist, any_letters, false, true, false, false, false};
   forest trees = {std::mt19937(1), may};
   for (int i = 0; i < 300; i++) {
     xp_ref<> root(i % 3 ? trees.dict(5) : trees.value(5));
@@ -138,7 +138,7 @@ TEST(RoundTrip, JsonCarriesObjectsOfAnyShape) {
 }
 
 TEST(RoundTrip, ListXmlCarriesListsOfFlatItems) {
-  constexpr carries may = {&xp_style_list, any_letters, false, false, true, true, false};
+  constexpr carries may = {&xp_style_list, any_letters, false, true, true, true, false};
   forest trees = {std::mt19937(3), may};
   for (int i = 0; i < 300; i++) {
     xp_ref<> root(i % 2 ? trees.array(1) : trees.dict(1));
@@ -171,6 +171,8 @@ TEST(RoundTrip, WhatAStyleCanNotCarryComesBackChanged) {
       {"{\"a\":\"x]]>y\"}", &xp_style_plist, R"({"a": "y]]>"})"},
       {"{\"a\":[\"x\"],\"b\":1,\"c\":true}", &xp_style_form,
        R"({"a": "x", "b": "1", "c": "true"})"},
+      {"<plist><dict><key>a</key><data>QUJD</data></dict></plist>", &xp_style_json,
+       R"({"a": "QUJD"})"},
       {"<plist><array><integer>1</integer></array></plist>", &xp_style_json, ""},
       {"<plist><array/></plist>", &xp_style_json, ""},
   };

@@ -59,6 +59,7 @@ run_example
 expect 0 '8.1.0\n' '' xpdoc -k /version "$root/docs/documents/settings.plist"
 expect 0 '{"b":1}\n' '' bash -c 'printf "{\"a\":{\"b\":1}}" | xpdoc -k/a'
 expect 0 'true\n' '' xpdoc -k /silent settings.plist
+expect 0 '414243\n' '' xpdoc -k /digest settings.plist
 expect 1 '' "can't be opened" xpdoc no-such-file
 expect 1 '' "can't be" xpdoc "$out"
 expect 1 '' 'it is empty' xpdoc /dev/null
