@@ -56,6 +56,10 @@ cases() {
   fi
 }
 
+build_programs() {
+  tools/build.sh linux && tools/build.sh windows
+}
+
 stage_rules() {
   check 'rules of the house' tools/check-rules.sh
   check 'formatting' tools/check-format.sh
@@ -84,6 +88,7 @@ stage_windows() {
 
 stage_e2e() {
   local script
+  check 'build both programs' build_programs || return
   for script in tests/e2e/*_test.sh; do
     cases "e2e ${script##*/}" timeout 1200 bash "$script"
   done

@@ -76,7 +76,7 @@ TEST(FmtPeer, FloatsPrintAsTheCLibraryPrintsThemWhereRoundingCoincides) {
     double most;
   };
   const row rows[] = {
-      {"%f", 1e-3, 1e8},       {"%.3f", 1e-3, 1e11}, {"%.0f", 1, 1e9},    {"%12.2f", 1e-3, 1e9},
+      {"%f", 1e-3, 1e8},       {"%.3f", 1e-3, 1e11}, {"%.0f", 1, 1e9},     {"%12.2f", 1e-3, 1e9},
       {"%-12.1f|", 1e-3, 1e9}, {"%+.2f", 1e-3, 1e9}, {"%e", 1e-5, 1e15},   {"%.10e", 1e-4, 1e15},
       {"%.0e", 1e-5, 1e15},    {"%E", 1e-5, 1e15},   {"%g", 1e-12, 1e15},  {"%.12g", 1e-5, 1e15},
       {"%.1g", 1e-9, 1e15},    {"%15g", 1e-9, 1e15}, {"%#.3f", 1e-3, 1e9}, {"%e", 1e-60, 1e60},

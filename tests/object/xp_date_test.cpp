@@ -34,4 +34,3 @@ TEST(Date, IsATimeThatIsValid) {
   EXPECT_EQ(text.substr(16), ":01");
   EXPECT_EQ(cut_text(early.get(), 4), text.substr(0, 4));
 }
-
