@@ -154,13 +154,18 @@ bool node_matches(const xp_dict_node* node, const dict_key& key, bool nocase) {
                 : equal_bytes(node->key, key.bytes, key.length);
 }
 
-// The place that points at the key's node, or at the null that ends its chain.
-xp_dict_node** dict_find(xp_dict* dict, const dict_key& key, uint32_t hash) {
-  const bool nocase = dict->flags & XP_DICT_NOCASE;
+template <bool NOCASE>
+xp_dict_node** dict_find_as(xp_dict* dict, const dict_key& key, uint32_t hash) {
   xp_dict_node** place = &dict->buckets[hash & (dict->bucket_count - 1)];
-  while (*place && !node_matches(*place, key, nocase))
+  while (*place && !node_matches(*place, key, NOCASE))
     place = &(*place)->next;
   return place;
+}
+
+// The place that points at the key's node, or at the null that ends its chain.
+xp_dict_node** dict_find(xp_dict* dict, const dict_key& key, uint32_t hash) {
+  return dict->flags & XP_DICT_NOCASE ? dict_find_as<true>(dict, key, hash)
+                                      : dict_find_as<false>(dict, key, hash);
 }
 
 bool dict_new_block(xp_dict* dict, uint32_t key_length) {
@@ -268,6 +273,12 @@ int32_t dict_give(xp_dict* dict, const dict_key& key, uint32_t hash, xp_object* 
   return result;
 }
 
+// The value through the retain of the policy, the usual one without a call on the way.
+xp_object* dict_hand_out(const xp_dict* dict, xp_object* value) {
+  if (dict->retain_value != xp_object_retain) return dict->retain_value(value);
+  return value ? value->retain(value) : nullptr;
+}
+
 void dict_free_tables(xp_dict* dict) {
   while (dict->pool != &dict->inline_block) {
     xp_dict_block* block = dict->pool;
@@ -367,7 +378,7 @@ xp_object* xp_dict_get(xp_dict* dict, const char* key, int32_t length) {
   {
     xp_locked lock(dict->lock);
     if (const xp_dict_node* node = *dict_find(dict, wanted, hash))
-      return dict->retain_value(node->value);
+      return dict_hand_out(dict, node->value);
   }
   // Nothing is lost when the name can't be remembered: the next lookup tries again.
   if (dict->flags & XP_DICT_INSERT)
