@@ -158,6 +158,15 @@ TEST(Writer, LeavesAbsentValuesOutWhereAStyleHasNoWordForThem) {
   EXPECT_EQ(body(array.get(), xp_style_plist), "\n<array>\n</array>\n</plist>\n");
 }
 
+TEST(Writer, StreamsAreAbsentValues) {
+  xp_ref stream(xp_object_new<xp_object>(xp_tag("test")));
+  stream->control = [](xp_object*, int32_t selector, uint32_t argument, void*) -> xp_word {
+    return selector == XP_CTL_SUPPORTS && argument == xp_tag("strm");
+  };
+  xp_ref dict(dict_of("k", xp_retain(stream.get())));
+  EXPECT_EQ(body(dict.get(), xp_style_json), "{\"k\":null}\n");
+}
+
 TEST(Writer, RepeatsKeysOfFormPairs) {
   xp_ref dict(dict_of("m", xp_str_new("a b")));
   xp_array* array = xp_array_new(0);

@@ -6,23 +6,8 @@
 
 #include "object/xp_ref.h"
 #include "object/xp_str.h"
+#include "tests/object/texts.h"
 #include "tests/support/fakes.h"
-
-namespace {
-
-std::string text_of(xp_object* object) {
-  xp_ref text(xp_str_from_object(object));
-  return text ? std::string(text->text, static_cast<size_t>(text->length)) : "(null)";
-}
-
-std::string cut_text(xp_object* object, uint32_t size) {
-  char buffer[64] = {};
-  const int32_t length = object->render(object, buffer, size);
-  EXPECT_EQ(buffer[length], 0);
-  return std::string(buffer, static_cast<size_t>(length));
-}
-
-}  // namespace
 
 TEST(Num, SmallNumbersAreShared) {
   for (const int64_t value : {int64_t{0}, int64_t{8}, int64_t{9}, int64_t{-1}}) {
