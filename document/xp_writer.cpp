@@ -135,17 +135,30 @@ void put(doc_out* at, const char* text, int32_t length) {
   at->written += length;
 }
 
-void put(doc_out* at, const doc_piece& piece) {
-  if (at->buffer && piece.length <= doc_piece::SHORT && room_at(at) >= doc_piece::SHORT) {
-    memcpy(at->buffer + at->written, piece.bytes, doc_piece::SHORT);
-    at->written += piece.length;
+// Inline, since this is most of what the writer does.
+[[gnu::always_inline]] inline void put(doc_out* at, const doc_piece& piece) {
+  constexpr int32_t SHORT = doc_piece::SHORT;
+  const int32_t written = at->written;
+  if (!at->buffer && written < MOST_BYTES - SHORT && piece.length <= SHORT) {
+    at->written = written + piece.length;
+  } else if (at->buffer && piece.length <= SHORT && at->size - written > SHORT) {
+    memcpy(at->buffer + written, piece.bytes, SHORT);
+    at->written = written + piece.length;
   } else {
     put(at, piece.text, piece.length);
   }
 }
 
+// Copied as a block, like short pieces: MOST_TABS bytes stand there in any case.
 void put_tabs(doc_out* at, int32_t count) {
-  if (count > 0) put(at, tabs, count < MOST_TABS ? count : MOST_TABS);
+  constexpr int32_t BLOCK = doc_piece::SHORT;
+  if (count <= 0) return;
+  if (at->buffer && count <= BLOCK && at->size - at->written > BLOCK) {
+    memcpy(at->buffer + at->written, tabs, BLOCK);
+    at->written += count;
+  } else {
+    put(at, tabs, count < MOST_TABS ? count : MOST_TABS);
+  }
 }
 
 // The text of a string; one that is cut ends with a whole character.
