@@ -35,4 +35,11 @@ add_executable(ruvo update/main.cpp)
 target_link_libraries(ruvo PRIVATE ruvo_core)
 if(WIN32)
   include(cmake/resources.cmake)
+  # The program that is delivered carries no symbols; they lie beside it in ruvo.debug, which gdb
+  # finds by the link.
+  add_custom_command(TARGET ruvo POST_BUILD
+    COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:ruvo> ruvo.debug
+    COMMAND ${CMAKE_STRIP} --strip-all $<TARGET_FILE:ruvo>
+    COMMAND ${CMAKE_OBJCOPY} --add-gnu-debuglink=ruvo.debug $<TARGET_FILE:ruvo>
+    BYPRODUCTS ruvo.debug VERBATIM)
 endif()

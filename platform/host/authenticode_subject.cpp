@@ -6,6 +6,8 @@ namespace {
 
 constexpr uint32_t MOST_DEPTH = 64;  // of storages in storages
 constexpr uint16_t PKCS_SIGNED_DATA = 2;
+constexpr size_t HEAD_SIZE = 65536;     // of a program, within which its headers lie
+constexpr uint32_t PIECE_SIZE = 65536;  // of a file that is being digested
 
 // Names of streams, UTF-16LE.
 constexpr char16_t SIGNATURE_NAME[] = u"\5DigitalSignature";
@@ -45,8 +47,26 @@ bool is_signature(const compound_entry* entry) {
 }
 
 int32_t as_trust(compound_result result) {
-  if (result == COMPOUND_OK) return TRUST_OK;
-  return result == COMPOUND_NO_MEMORY ? TRUST_OUT_OF_MEMORY : TRUST_BAD_DIGEST;
+  switch (result) {
+    case COMPOUND_OK:
+      return TRUST_OK;
+    case COMPOUND_UNREADABLE:
+      return TRUST_FILE_ERROR;
+    case COMPOUND_NO_MEMORY:
+      return TRUST_OUT_OF_MEMORY;
+    case COMPOUND_BROKEN:
+      break;
+  }
+  return TRUST_BAD_DIGEST;
+}
+
+int32_t read_into_buffer(const host_source* source, uint64_t offset, size_t size,
+                         host_buffer* out) {
+  if (!host_buffer_reserve(out, size)) return TRUST_OUT_OF_MEMORY;
+  if (!host_source_read(source, offset, out->bytes, size)) return TRUST_FILE_ERROR;
+  out->length = size;
+  out->bytes[size] = 0;
+  return TRUST_OK;
 }
 
 bool take_into_buffer(void* buffer, const void* bytes, size_t size) {
@@ -71,7 +91,7 @@ struct package_walk {
 compound_result start_walk(const compound_file* package, package_walk* walk) {
   walk->package = package;
   walk->seen = xp_block<uint8_t>::of(package->entry_count);
-  walk->bytes_left = package->size;
+  walk->bytes_left = package->source->size;
   return walk->seen ? COMPOUND_OK : COMPOUND_NO_MEMORY;
 }
 
@@ -146,7 +166,7 @@ int32_t begin_with_records(const authenticode_subject* subject, const EVP_MD* al
 
 compound_result collect(const compound_file* package, const compound_entry* stream,
                         host_buffer* out) {
-  if (stream->size > package->size) return COMPOUND_BROKEN;
+  if (stream->size > package->source->size) return COMPOUND_BROKEN;
   if (!host_buffer_reserve(out, static_cast<size_t>(stream->size))) return COMPOUND_NO_MEMORY;
   return compound_read(package, stream, take_into_buffer, out);
 }
@@ -182,13 +202,27 @@ int32_t find_package_signature(authenticode_subject* out) {
 // first signature is the file's signature.
 int32_t find_program_signature(authenticode_subject* out) {
   const pe_range table = pe_find_directory(&out->program, PE_SECURITY);
-  if (table.offset == 0 || table.size < 8) return TRUST_NO_SIGNATURE;
-  if (table.offset > out->size || table.size > out->size - table.offset) return TRUST_NO_SIGNATURE;
-  const uint8_t* at = out->bytes + table.offset;
-  const uint32_t length = pe_dword(at);
-  if (length < 8 || length > table.size || pe_word(at + 6) != PKCS_SIGNED_DATA)
+  const uint64_t size = out->source->size;
+  uint8_t head[8];
+  if (table.offset == 0 || table.size < sizeof head) return TRUST_NO_SIGNATURE;
+  if (table.offset > size || table.size > size - table.offset) return TRUST_NO_SIGNATURE;
+  if (!host_source_read(out->source, table.offset, head, sizeof head)) return TRUST_FILE_ERROR;
+  const uint32_t length = pe_dword(head);
+  if (length < sizeof head || length > table.size || pe_word(head + 6) != PKCS_SIGNED_DATA)
     return TRUST_NO_SIGNATURE;
-  return host_buffer_add(&out->signature, at + 8, length - 8) ? TRUST_OK : TRUST_OUT_OF_MEMORY;
+  return read_into_buffer(out->source, table.offset + sizeof head, length - sizeof head,
+                          &out->signature);
+}
+
+int32_t digest_range(const host_source* source, uint64_t from, uint64_t to, uint8_t* piece,
+                     EVP_MD_CTX* digest) {
+  while (from < to) {
+    const size_t size = static_cast<size_t>(to - from < PIECE_SIZE ? to - from : PIECE_SIZE);
+    if (!host_source_read(source, from, piece, size)) return TRUST_FILE_ERROR;
+    EVP_DigestUpdate(digest, piece, size);
+    from += size;
+  }
+  return TRUST_OK;
 }
 
 // Everything but the checksum, the directory entry of the certificates and the certificates.
@@ -198,26 +232,45 @@ int32_t digest_program(const authenticode_subject* subject, EVP_MD_CTX* digest) 
   const pe_range table = pe_find_directory(program, PE_SECURITY);
   const uint32_t entry = program->directories + PE_SECURITY * 8;
   if (table.offset < entry + 8) return TRUST_BAD_DIGEST;
+  const auto piece = xp_block<uint8_t>::of(PIECE_SIZE);
+  if (!piece) return TRUST_OUT_OF_MEMORY;
   const struct {
-    size_t from, to;
+    uint64_t from, to;
   } parts[] = {{0, program->checksum},
                {program->checksum + 4, entry},
                {entry + 8, table.offset},
-               {table.offset + size_t{table.size}, subject->size}};
-  for (const auto& part : parts)
-    EVP_DigestUpdate(digest, subject->bytes + part.from, part.to - part.from);
+               {table.offset + uint64_t{table.size}, subject->source->size}};
+  for (const auto& part : parts) {
+    const int32_t result = digest_range(subject->source, part.from, part.to, piece.get(), digest);
+    if (result != TRUST_OK) return result;
+  }
   return TRUST_OK;
+}
+
+// Whether the file begins as a program does and its headers can be read.
+int32_t open_program(authenticode_subject* out) {
+  char mark[2];
+  const size_t size =
+      static_cast<size_t>(out->source->size < HEAD_SIZE ? out->source->size : HEAD_SIZE);
+  if (size < sizeof mark) return TRUST_SUBJECT_UNKNOWN;
+  if (!host_source_read(out->source, 0, mark, sizeof mark)) return TRUST_FILE_ERROR;
+  if (memcmp(mark, "MZ", sizeof mark) != 0) return TRUST_SUBJECT_UNKNOWN;
+  const int32_t result = read_into_buffer(out->source, 0, size, &out->head);
+  if (result != TRUST_OK) return result;
+  return pe_open(out->head.bytes, out->head.length, &out->program) ? TRUST_OK
+                                                                   : TRUST_SUBJECT_UNKNOWN;
 }
 
 }  // namespace
 
-int32_t authenticode_open(const void* bytes, size_t size, authenticode_subject* out) {
-  out->bytes = static_cast<const uint8_t*>(bytes);
-  out->size = size;
-  if (pe_open(bytes, size, &out->program)) return find_program_signature(out);
-  const compound_result opened = compound_open(bytes, size, &out->package);
-  if (opened == COMPOUND_NO_MEMORY) return TRUST_OUT_OF_MEMORY;
-  if (opened != COMPOUND_OK) return TRUST_SUBJECT_UNKNOWN;
+int32_t authenticode_open(const host_source* source, authenticode_subject* out) {
+  out->source = source;
+  const int32_t program = open_program(out);
+  if (program == TRUST_OK) return find_program_signature(out);
+  if (program != TRUST_SUBJECT_UNKNOWN) return program;
+  const compound_result opened = compound_open(source, &out->package);
+  if (opened == COMPOUND_BROKEN) return TRUST_SUBJECT_UNKNOWN;
+  if (opened != COMPOUND_OK) return as_trust(opened);
   out->is_package = true;
   return find_package_signature(out);
 }

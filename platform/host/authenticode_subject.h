@@ -31,9 +31,9 @@ enum : int32_t {
 };
 
 struct authenticode_subject {
-  const uint8_t* bytes = nullptr;
-  size_t size = 0;
+  const host_source* source = nullptr;
   bool is_package = false;
+  host_buffer head;  // the first bytes of a program file, which its headers lie in
   pe_file program;
   compound_file package;
   host_buffer signature;  // the PKCS #7 message
@@ -42,9 +42,10 @@ struct authenticode_subject {
 };
 
 // Finds the signature. TRUST_OK, TRUST_SUBJECT_UNKNOWN, TRUST_NO_SIGNATURE, TRUST_BAD_DIGEST for a
-// package whose streams can't be read, or TRUST_OUT_OF_MEMORY. The bytes must outlive `out`.
-int32_t authenticode_open(const void* bytes, size_t size, authenticode_subject* out);
-// Computes the digest of everything but the signature. TRUST_OK, TRUST_BAD_DIGEST when the file
-// contradicts itself, or TRUST_OUT_OF_MEMORY.
+// package that contradicts itself, TRUST_FILE_ERROR when a read fails, or TRUST_OUT_OF_MEMORY. A
+// program's headers are looked for in its first 64 KB. The source must outlive `out`.
+int32_t authenticode_open(const host_source* source, authenticode_subject* out);
+// Computes the digest of everything but the signature, reading each byte once. TRUST_OK,
+// TRUST_BAD_DIGEST when the file contradicts itself, TRUST_FILE_ERROR, or TRUST_OUT_OF_MEMORY.
 int32_t authenticode_digest(const authenticode_subject* subject, const EVP_MD* algorithm,
                             uint8_t out[EVP_MAX_MD_SIZE]);

@@ -8,65 +8,96 @@
 namespace {
 
 constexpr uint8_t MAGIC[8] = {0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0xB1, 0x1A, 0xE1};
-constexpr uint32_t HEADER_SIZE = 512;
 constexpr uint32_t HEADER_FAT_ENTRIES = 109;
 constexpr uint32_t ENTRY_SIZE = 128;
 constexpr uint32_t SMALL_SHIFT = 6;
 constexpr uint32_t END_OF_CHAIN = 0xFFFFFFFE;
-
-const uint8_t* sector(const compound_file* file, uint32_t index) {
-  // The header fills the room of sector -1.
-  return file->bytes + ((static_cast<uint64_t>(index) + 1) << file->sector_shift);
-}
+constexpr uint32_t WINDOW_SIZE = 65536;
 
 uint32_t sector_size(const compound_file* file) {
   return 1u << file->sector_shift;
 }
 
-bool add_fat_sector(compound_file* file, uint32_t index, uint32_t* next) {
+// Reads `count` sectors that lie in a row.
+bool read_sectors(const compound_file* file, uint32_t index, uint32_t count, void* out) {
+  // The header fills the room of sector -1.
+  const uint64_t offset = (static_cast<uint64_t>(index) + 1) << file->sector_shift;
+  return host_source_read(file->source, offset, out, size_t{count} << file->sector_shift);
+}
+
+// The table's numbers are read to where they stay, and turned round where the processor's order
+// is another one.
+compound_result add_fat_sector(compound_file* file, uint32_t index, uint32_t* next) {
   const uint32_t per_sector = sector_size(file) / 4;
-  if (index >= file->sector_count || *next + per_sector > file->fat_count) return false;
-  const uint8_t* at = sector(file, index);
+  if (index >= file->sector_count || *next + per_sector > file->fat_count) return COMPOUND_BROKEN;
+  uint32_t* at = file->fat.get() + *next;
+  if (!read_sectors(file, index, 1, at)) return COMPOUND_UNREADABLE;
   for (uint32_t i = 0; i < per_sector; i++)
-    file->fat[(*next)++] = pe_dword(at + i * 4);
-  return true;
+    at[i] = pe_dword(reinterpret_cast<const uint8_t*>(at + i));
+  *next += per_sector;
+  return COMPOUND_OK;
 }
 
 // The sectors of the table are named in the header and, for large files, in a chain of further
 // sectors. There can't be more of them than the file's sectors need.
 compound_result read_fat(compound_file* file) {
   const uint32_t per_sector = sector_size(file) / 4;
-  const uint32_t fat_sectors = pe_dword(file->bytes + 44);
+  const uint32_t fat_sectors = pe_dword(file->header + 44);
   if (fat_sectors == 0 || fat_sectors > file->sector_count / per_sector + 1) return COMPOUND_BROKEN;
   file->fat_count = fat_sectors * per_sector;
   file->fat = xp_block<uint32_t>::of(file->fat_count);
   if (!file->fat) return COMPOUND_NO_MEMORY;
   uint32_t next = 0;
-  const uint8_t* list = file->bytes + 76;
+  const uint8_t* list = file->header + 76;
   uint32_t room = HEADER_FAT_ENTRIES;
-  uint32_t more = pe_dword(file->bytes + 68);
+  uint32_t more = pe_dword(file->header + 68);
   for (uint32_t i = 0; i < fat_sectors; i++) {
     if (room == 0) {
       if (more >= file->sector_count) return COMPOUND_BROKEN;
-      list = sector(file, more);
+      if (!read_sectors(file, more, 1, file->window.get())) return COMPOUND_UNREADABLE;
+      list = file->window.get();
       room = per_sector - 1;
       more = pe_dword(list + room * 4);
     }
-    if (!add_fat_sector(file, pe_dword(list), &next)) return COMPOUND_BROKEN;
+    const compound_result added = add_fat_sector(file, pe_dword(list), &next);
+    if (added != COMPOUND_OK) return added;
     list += 4;
     room--;
   }
   return COMPOUND_OK;
 }
 
-// Walks a chain of sectors. A chain longer than the file has sectors goes in a circle.
+bool in_file(const compound_file* file, uint32_t index) {
+  return index < file->sector_count && index < file->fat_count;
+}
+
+// How many sectors of a chain, from `at` on, lie in a row: at most what the window holds, and
+// what `most` bytes need.
+uint32_t row_length(const compound_file* file, uint32_t at, uint64_t most) {
+  const uint64_t window = most < WINDOW_SIZE ? most : WINDOW_SIZE;
+  const uint64_t wanted = (window + sector_size(file) - 1) >> file->sector_shift;
+  uint32_t count = 1;
+  while (count < wanted && file->fat[at + count - 1] == at + count && in_file(file, at + count))
+    count++;
+  return count;
+}
+
+// Walks the first `most` bytes of a chain of sectors, and hands them to `take` with their number.
+// A chain longer than the file has sectors goes in a circle. `most` is more than 0.
 template <class Take>
-compound_result walk_chain(const compound_file* file, uint32_t start, Take take) {
-  uint32_t steps = 0;
-  for (uint32_t at = start; at != END_OF_CHAIN; at = file->fat[at]) {
-    if (at >= file->sector_count || at >= file->fat_count || steps++ >= file->sector_count)
-      return COMPOUND_BROKEN;
-    if (!take(sector(file, at))) break;
+compound_result walk_chain(const compound_file* file, uint32_t start, uint64_t most, Take take) {
+  uint64_t steps = 0;
+  for (uint32_t at = start; at != END_OF_CHAIN;) {
+    if (!in_file(file, at)) return COMPOUND_BROKEN;
+    const uint32_t count = row_length(file, at, most);
+    steps += count;
+    if (steps > file->sector_count) return COMPOUND_BROKEN;
+    if (!read_sectors(file, at, count, file->window.get())) return COMPOUND_UNREADABLE;
+    const uint64_t held = uint64_t{count} << file->sector_shift;
+    const uint64_t part = most < held ? most : held;
+    most -= part;
+    if (!take(file->window.get(), static_cast<size_t>(part)) || most == 0) break;
+    at = file->fat[at + count - 1];
   }
   return COMPOUND_OK;
 }
@@ -75,25 +106,24 @@ compound_result walk_chain(const compound_file* file, uint32_t start, Take take)
 compound_result collect(const compound_file* file, uint32_t start, uint64_t most,
                         host_buffer* out) {
   bool memory = true;
-  const compound_result walked = walk_chain(file, start, [&](const uint8_t* at) {
-    const uint64_t left = most - out->length;
-    const uint64_t part = left < sector_size(file) ? left : sector_size(file);
-    memory = host_buffer_add(out, at, static_cast<size_t>(part));
-    return memory && out->length < most;
-  });
+  const compound_result walked =
+      walk_chain(file, start, most, [&](const uint8_t* bytes, size_t size) {
+        memory = host_buffer_add(out, bytes, size);
+        return memory;
+      });
   return memory ? walked : COMPOUND_NO_MEMORY;
 }
 
 compound_result read_tables(compound_file* file) {
   compound_result result = read_fat(file);
   if (result != COMPOUND_OK) return result;
-  result = collect(file, pe_dword(file->bytes + 48), UINT64_MAX, &file->directory);
+  result = collect(file, pe_dword(file->header + 48), UINT64_MAX, &file->directory);
   if (result != COMPOUND_OK) return result;
   file->entry_count = static_cast<uint32_t>(file->directory.length / ENTRY_SIZE);
   compound_entry root;
   if (!compound_read_entry(file, 0, &root) || root.kind != COMPOUND_ROOT) return COMPOUND_BROKEN;
-  if (pe_dword(file->bytes + 64) == 0) return COMPOUND_OK;  // no small sectors
-  result = collect(file, pe_dword(file->bytes + 60), UINT64_MAX, &file->small_fat);
+  if (pe_dword(file->header + 64) == 0) return COMPOUND_OK;  // no small sectors
+  result = collect(file, pe_dword(file->header + 60), UINT64_MAX, &file->small_fat);
   if (result != COMPOUND_OK || root.size == 0) return result;
   return collect(file, root.start, root.size, &file->small_stream);
 }
@@ -132,28 +162,32 @@ compound_result read_large(const compound_file* file, const compound_entry* stre
                            compound_take take, void* context) {
   uint64_t left = stream->size;
   bool taken = true;
-  const compound_result walked = walk_chain(file, stream->start, [&](const uint8_t* at) {
-    const uint64_t part = left < sector_size(file) ? left : sector_size(file);
-    left -= part;
-    taken = take(context, at, static_cast<size_t>(part));
-    return taken && left > 0;
-  });
+  const compound_result walked =
+      walk_chain(file, stream->start, left, [&](const uint8_t* bytes, size_t size) {
+        left -= size;
+        taken = take(context, bytes, size);
+        return taken;
+      });
   return walked == COMPOUND_OK && taken && left > 0 ? COMPOUND_BROKEN : walked;
 }
 
 }  // namespace
 
-compound_result compound_open(const void* bytes, size_t size, compound_file* out) {
-  out->bytes = static_cast<const uint8_t*>(bytes);
-  out->size = size;
-  if (size < HEADER_SIZE || memcmp(bytes, MAGIC, sizeof MAGIC) != 0) return COMPOUND_BROKEN;
-  out->sector_shift = pe_word(out->bytes + 30);
-  out->stream_cutoff = pe_dword(out->bytes + 56);
+compound_result compound_open(const host_source* source, compound_file* out) {
+  out->source = source;
+  if (source->size < sizeof out->header) return COMPOUND_BROKEN;
+  if (!host_source_read(source, 0, out->header, sizeof out->header)) return COMPOUND_UNREADABLE;
+  if (memcmp(out->header, MAGIC, sizeof MAGIC) != 0) return COMPOUND_BROKEN;
+  out->sector_shift = pe_word(out->header + 30);
+  out->stream_cutoff = pe_dword(out->header + 56);
   const bool known = (out->sector_shift == 9 || out->sector_shift == 12) &&
-                     pe_word(out->bytes + 32) == SMALL_SHIFT && pe_word(out->bytes + 28) == 0xFFFE;
+                     pe_word(out->header + 32) == SMALL_SHIFT &&
+                     pe_word(out->header + 28) == 0xFFFE;
   if (!known) return COMPOUND_BROKEN;
+  out->window = xp_block<uint8_t>::of(WINDOW_SIZE);
+  if (!out->window) return COMPOUND_NO_MEMORY;
   // A last sector that is cut short isn't counted.
-  const uint64_t sectors = size >> out->sector_shift;
+  const uint64_t sectors = source->size >> out->sector_shift;
   if (sectors < 2 || sectors > END_OF_CHAIN) return COMPOUND_BROKEN;
   out->sector_count = static_cast<uint32_t>(sectors - 1);
   return read_tables(out);

@@ -1,4 +1,4 @@
-// The container of an installer package: a compound file, read from memory with care. Layout:
+// The container of an installer package: a compound file, read piece by piece with care. Layout:
 // Microsoft's [MS-CFB]. Unlike a general reader this one gives the directory's own records, which
 // the extended signature of a package covers.
 #pragma once
@@ -8,9 +8,11 @@
 
 #include "object/xp_ref.h"
 #include "platform/host/buffer.h"
+#include "platform/host/source.h"
 
 enum compound_kind : uint8_t { COMPOUND_STORAGE = 1, COMPOUND_STREAM = 2, COMPOUND_ROOT = 5 };
 
+constexpr uint32_t COMPOUND_HEADER_SIZE = 512;
 constexpr uint32_t COMPOUND_NO_ENTRY = 0xFFFFFFFF;
 
 // A record of the directory, where it lies. Names are UTF-16LE without their NUL.
@@ -28,8 +30,8 @@ struct compound_entry {
 };
 
 struct compound_file {
-  const uint8_t* bytes = nullptr;
-  size_t size = 0;
+  const host_source* source = nullptr;
+  uint8_t header[COMPOUND_HEADER_SIZE];
   uint32_t sector_shift = 0;
   uint32_t sector_count = 0;   // that lie wholly in the file
   uint32_t stream_cutoff = 0;  // streams below it lie in the small sectors
@@ -39,12 +41,19 @@ struct compound_file {
   host_buffer small_fat;
   host_buffer small_stream;
   uint32_t entry_count = 0;
+  xp_block<uint8_t> window;  // the piece of the file that is being looked at
 };
 
-enum compound_result { COMPOUND_OK, COMPOUND_BROKEN, COMPOUND_NO_MEMORY };
+enum compound_result {
+  COMPOUND_OK,
+  COMPOUND_BROKEN,      // the file contradicts itself
+  COMPOUND_UNREADABLE,  // a read failed
+  COMPOUND_NO_MEMORY,
+};
 
-// Reads header, tables and directory. The bytes must outlive `out`, which is fresh.
-compound_result compound_open(const void* bytes, size_t size, compound_file* out);
+// Reads header, tables and directory, and keeps the small streams: about a hundredth of the file.
+// The source must outlive `out`, which is fresh.
+compound_result compound_open(const host_source* source, compound_file* out);
 // False for an entry that is free, of no known kind or not there.
 bool compound_read_entry(const compound_file* file, uint32_t index, compound_entry* out);
 
@@ -57,7 +66,8 @@ struct compound_children {
 compound_result compound_list(const compound_file* file, const compound_entry* storage,
                               uint8_t* seen, compound_children* out);
 
-// Hands the bytes of a stream to `take` in pieces; ends early when that gives false.
+// Hands the bytes of a stream to `take` in pieces, which are gone when it returns; ends early when
+// that gives false.
 using compound_take = bool (*)(void* context, const void* bytes, size_t size);
 compound_result compound_read(const compound_file* file, const compound_entry* stream,
                               compound_take take, void* context);

@@ -19,7 +19,7 @@ struct xp_trust {
 
 namespace {
 
-constexpr size_t MOST_BYTES = size_t{1} << 31;  // of a signed file
+constexpr uint64_t MOST_BYTES = uint64_t{1} << 31;  // of a signed file
 
 void add_certificates(const char* path, STACK_OF(X509) * roots) {
   FILE* file = fopen(path, "re");
@@ -49,10 +49,13 @@ STACK_OF(X509) * load_roots() {
   return roots;
 }
 
-bool read_file(const char16_t* path, host_buffer* out) {
+bool open_file(const char16_t* path, host_source* out) {
   char native[HOST_PATH_SIZE];
-  return host_native_path(path, native, sizeof native) == XP_FILE_OK &&
-         host_read_file(native, MOST_BYTES, out) == HOST_READ_OK;
+  if (host_native_path(path, native, sizeof native) != XP_FILE_OK || !host_source_open(native, out))
+    return false;
+  if (out->size <= MOST_BYTES) return true;
+  host_source_close(out);
+  return false;
 }
 
 int32_t check_message(xp_trust* trust, const authenticode_subject* subject) {
@@ -75,13 +78,15 @@ void host_trust_close(xp_trust* trust) {
 }
 
 int32_t host_trust_verify(xp_trust* trust, const char16_t* path) {
-  host_buffer bytes;
+  host_source file;
   authenticode_subject subject;
   host_trust_close(trust);
   trust->verified = true;
-  if (!read_file(path, &bytes)) return TRUST_FILE_ERROR;
-  const int32_t opened = authenticode_open(bytes.bytes, bytes.length, &subject);
-  return opened == TRUST_OK ? check_message(trust, &subject) : opened;
+  if (!open_file(path, &file)) return TRUST_FILE_ERROR;
+  int32_t result = authenticode_open(&file, &subject);
+  if (result == TRUST_OK) result = check_message(trust, &subject);
+  host_source_close(&file);
+  return result;
 }
 
 bool host_can_name_signers(xp_trust*) {

@@ -217,9 +217,10 @@ TEST_F(Trust, BothSignersMustBeTrusted) {
   // The second one comes first or last in the message, whatever his name is.
   for (const char* second : {"A", "Z"}) {
     const std::string options = std::string("--second-signer ") + second;
-    authenticode_subject subject;
     const std::string bytes = content(make_package(options));
-    ASSERT_EQ(authenticode_open(bytes.data(), bytes.size(), &subject), TRUST_OK);
+    const host_source source = host_source_of(bytes.data(), bytes.size());
+    authenticode_subject subject;
+    ASSERT_EQ(authenticode_open(&source, &subject), TRUST_OK);
     PKCS7* message = authenticode_message(&subject);
     const roots_ref roots = load_roots();
     EXPECT_EQ(authenticode_verify(&subject, message, roots.get(), MID_2026), TRUST_OK);
@@ -256,8 +257,9 @@ TEST_F(Trust, AGoodTimeStampKeepsASignatureAlive) {
   for (const int kind : {TOKEN, COUNTERSIGNATURE}) {
     for (const auto& row : rows) {
       if (kind == TOKEN && row.service == &web_server) continue;  // OpenSSL won't make one
+      const host_source source = host_source_of(bytes.data(), bytes.size());
       authenticode_subject subject;
-      ASSERT_EQ(authenticode_open(bytes.data(), bytes.size(), &subject), TRUST_OK);
+      ASSERT_EQ(authenticode_open(&source, &subject), TRUST_OK);
       PKCS7* message = authenticode_message(&subject);
       PKCS7_SIGNER_INFO* signer = sk_PKCS7_SIGNER_INFO_value(PKCS7_get_signer_info(message), 0);
       const std::string signature =
@@ -314,8 +316,9 @@ TEST_F(Trust, CutAndChangedFilesAreNeverMoreThanRefused) {
         std::vector<char> bytes(whole.begin(), whole.end());
         if (cut) bytes.resize(i);
         if (!cut) bytes[i] = static_cast<char>(bytes[i] ^ 0xFF);
+        const host_source source = host_source_of(bytes.data(), bytes.size());
         authenticode_subject subject;
-        if (authenticode_open(bytes.data(), bytes.size(), &subject) != TRUST_OK) continue;
+        if (authenticode_open(&source, &subject) != TRUST_OK) continue;
         PKCS7* message = authenticode_message(&subject);
         if (!message) continue;
         const int32_t result = authenticode_verify(&subject, message, roots.get(), MID_2026);
