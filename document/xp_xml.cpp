@@ -1,5 +1,6 @@
 #include "document/xp_xml.h"
 
+#include <stddef.h>
 #include <string.h>
 
 #include <bit>
@@ -75,16 +76,23 @@ uint32_t length_of(const char* start, const char* end) {
   return length < INT32_MAX ? static_cast<uint32_t>(length) : INT32_MAX;
 }
 
-// The text up to `mark`, or up to the NUL when there is none; `behind` is the place to go on.
+// A text that ends before a mark, or at the NUL when there is none; `behind` is where to go on.
 struct stretch {
   const char* end;
   const char* behind;
 };
 
-stretch up_to(const char* start, const char* mark) {
-  const char* end = strstr(start, mark);
-  if (end) return {end, end + strlen(mark)};
-  end = start + strlen(start);
+// Looks for the last byte of the mark, of which there are fewer than of the others.
+template <size_t SIZE>
+stretch up_to(const char* start, const char (&mark)[SIZE]) {
+  constexpr ptrdiff_t LEAD = SIZE - 2;  // bytes before the last one
+  const char* from = start;
+  while (const char* last = strchr(from, mark[LEAD])) {
+    if (last - start >= LEAD && memcmp(last - LEAD, mark, LEAD) == 0)
+      return {last - LEAD, last + 1};
+    from = last + 1;
+  }
+  const char* end = from + strlen(from);
   return {end, end};
 }
 
