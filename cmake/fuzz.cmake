@@ -1,4 +1,9 @@
 # One libFuzzer target a reader of outside bytes: fuzz/NAME_fuzz.cpp, seeds in fuzz/corpus/NAME/.
+# A target that links fuzz_machine runs on a stand-in computer of its own.
+add_library(fuzz_stream OBJECT tests/support/memory_stream.cpp)
+target_link_libraries(fuzz_stream PUBLIC ruvo_core)
+add_library(fuzz_machine OBJECT tests/support/host/own_machine.cpp)
+target_link_libraries(fuzz_machine PUBLIC ruvo_core)
 file(GLOB fuzz_sources CONFIGURE_DEPENDS fuzz/*_fuzz.cpp)
 foreach(source ${fuzz_sources})
   get_filename_component(name ${source} NAME_WE)
@@ -6,3 +11,7 @@ foreach(source ${fuzz_sources})
   target_link_libraries(${name} PRIVATE ruvo_core)
   target_link_options(${name} PRIVATE -fsanitize=fuzzer)
 endforeach()
+target_link_libraries(args_fuzz PRIVATE fuzz_stream fuzz_machine)
+target_link_libraries(container_fuzz PRIVATE fuzz_stream fuzz_machine)
+target_link_libraries(registry_fuzz PRIVATE fuzz_machine)
+target_link_libraries(trust_fuzz PRIVATE fuzz_machine)

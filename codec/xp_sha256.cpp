@@ -111,8 +111,13 @@ void xp_sha256_use(const xp_sha256_engine* chosen) {
 }
 
 const xp_sha256_engine* xp_sha256_engine_in_use() {
-  for (size_t i = 0; !engine; i++)
-    if (xp_sha256_engines[i]->supported()) engine = xp_sha256_engines[i];
+  if (engine) return engine;
+  engine = &xp_sha256_portable;
+  for (const xp_sha256_engine* faster : xp_sha256_engines) {
+    if (!faster->supported()) continue;
+    engine = faster;
+    break;
+  }
   return engine;
 }
 

@@ -45,10 +45,10 @@ bool set_row_value(registry_text* registry, const char* key, const char* name,
   if (strlen(text) < value->len) {
     const char* list = *text ? text : text + 1;  // [~] in front says "append" to a list
     const size_t length = value->len - static_cast<size_t>(list - text);
-    g_autofree char* ended = static_cast<char*>(g_malloc0(length + 2));
-    memcpy(ended, list, length);
-    const size_t end = length > 0 && list[length - 1] == 0 ? length + 1 : length + 2;
-    return registry_set(registry, key, name, REGISTRY_MULTI_TEXT, ended, end);
+    const size_t ends = length > 0 && list[length - 1] == 0 ? 1 : 2;
+    host_buffer ended;
+    return host_buffer_add(&ended, list, length) && host_buffer_add(&ended, "\0", ends) &&
+           registry_set(registry, key, name, REGISTRY_MULTI_TEXT, ended.bytes, ended.length);
   }
   if (g_str_has_prefix(text, "#x") || g_str_has_prefix(text, "#X"))
     return set_binary(registry, key, name, text + 2);

@@ -35,6 +35,7 @@ bool walk(const registry_text* registry, section_walk* at) {
 struct value_place {
   bool section = false;       // there is one
   size_t section_end = 0;     // behind its last line that isn't blank
+  bool section_open = false;  // that line would join the next
   bool found = false;         // the value is set
   size_t begin = 0, end = 0;  // its line
   registry_slice data;
@@ -65,7 +66,9 @@ void find_value(const registry_text* registry, const registry_key_name* key, con
     if (line->kind == REGISTRY_LINE_KEY) place->section = true;
     if (!place->section) continue;
     if (line->kind == REGISTRY_LINE_VALUE) note_value(&at, name, place);
-    if (line->kind != REGISTRY_LINE_OTHER) place->section_end = line->end;
+    if (line->kind == REGISTRY_LINE_OTHER) continue;
+    place->section_end = line->end;
+    place->section_open = line->open;
   }
 }
 
@@ -274,6 +277,8 @@ bool registry_set(registry_text* registry, const char* key, const char* name, ui
   if (registry->text.bytes[place.section_end - 1] != '\n' &&
       !host_buffer_replace(&line, 0, 0, feed, strlen(feed)))
     return false;
+  // A blank line ends hexadecimal data that a person has left off in the middle.
+  if (place.section_open && !host_buffer_replace(&line, 0, 0, feed, strlen(feed))) return false;
   return host_buffer_replace(&registry->text, place.section_end, 0, line.bytes, line.length);
 }
 

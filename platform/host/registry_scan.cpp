@@ -88,7 +88,7 @@ void read_key_line(registry_slice slice, registry_line* line) {
   line->removes = *from == '-';
   if (line->removes) from++;
   line->kind = REGISTRY_LINE_KEY;
-  line->key = trimmed(from, to - 1);
+  line->key = {from, static_cast<size_t>(to - 1 - from)};  // a name may begin or end in a blank
 }
 
 // Reads name and "=", and leaves the rest of the line in `data`.
@@ -114,8 +114,10 @@ void read_value_line(registry_slice slice, registry_line* line) {
 void join_lines(const char* end, registry_line* line, const char** stop) {
   if (!starts_with(line->data, "hex")) return;
   registry_slice last = without_comment(line->data);
-  while (last.length > 0 && last.text[last.length - 1] == '\\' && *stop < end) {
+  while (last.length > 0 && last.text[last.length - 1] == '\\') {
     const char* from = *stop + 1;
+    line->open = from >= end;
+    if (line->open) return;
     *stop = line_end(from, end);
     line->data.length = static_cast<size_t>(*stop - line->data.text);
     last = without_comment(trimmed(from, *stop));

@@ -27,6 +27,7 @@ struct registry_line {
   size_t end = 0;    // behind its line end
   bool removes = false;
   bool default_name = false;  // "@"
+  bool open = false;          // the text ends where the line goes on: the next would be joined
   registry_slice key;         // of a key line, as written
   registry_slice name;        // of a value line, still escaped
   registry_slice data;        // of a value line, still coded

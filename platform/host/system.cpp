@@ -119,7 +119,7 @@ const char* build_command_line() {
     if (at > 0 && !host_buffer_add_text(&line, " ")) return nullptr;
     if (!add_argument(arguments.bytes + at, &line)) return nullptr;
   }
-  return strdup(line.bytes);
+  return line.bytes ? strdup(line.bytes) : nullptr;
 }
 
 const char* host_command_line() {

@@ -110,6 +110,25 @@ TEST(Registry, AChangeLeavesEverythingElseAsThePersonWroteIt) {
   EXPECT_EQ(machine.read("registry.reg"), expected);
 }
 
+TEST(Registry, AValueIsAddedBehindWhateverAPersonLeftAtTheEnd) {
+  struct {
+    const char* text;
+    const char* why;
+  } rows[] = {
+      {"[HKLM\\Software\\Example]", "no line end"},
+      {"[HKLM\\Software\\Example]\n\"x\"=hex:01,\\", "data that goes on, no line end"},
+      {"[HKLM\\Software\\Example]\n\"x\"=hex:01,\\\r\n", "data that goes on"},
+      {"[HKLM\\Software\\Example ]\n\"x\"=\"1\"", "a key whose name ends in a blank"},
+  };
+  for (const auto& row : rows) {
+    test_machine machine;
+    machine.write("registry.reg", row.text);
+    write_text("Software\\Example", "added", "2");
+    EXPECT_EQ(look_up("Software\\Example", "added"), "1:2" + std::string(1, 0)) << row.why;
+    EXPECT_NE(machine.read("registry.reg").find(row.text), std::string::npos) << row.why;
+  }
+}
+
 TEST(Registry, EveryValueComesBackAsItWasWritten) {
   struct {
     uint32_t type;
