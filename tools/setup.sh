@@ -17,6 +17,8 @@ packages=(
   # peers that the benchmarks compare with
   libfmt-dev libexpat1-dev libxml2-dev libplist-dev libpugixml-dev rapidjson-dev libsimdjson-dev
   libabsl-dev libmodpbase64-dev libcurl4-openssl-dev
+  # what they look at a process with
+  strace time
   # zones and locales that the tests name
   tzdata locales faketime util-linux git ca-certificates
 )
