@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include "object/xp_array.h"
+#include "object/xp_ascii.h"
 #include "object/xp_list.h"
 #include "object/xp_num.h"
 #include "object/xp_ref.h"
@@ -44,11 +45,8 @@ int32_t number_of(const char* text) {
     return xp_text_to_int(text, xp_text_length(text));
   uint32_t value = 0;
   for (const char* p = text + 2; *p; p++) {
-    const char c = *p;
-    if (c >= '0' && c <= '9')
-      value = value << 4 | static_cast<uint32_t>(c - '0');
-    else if ((c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'))
-      value = value << 4 | static_cast<uint32_t>((c & ~0x20) - 'A' + 10);
+    const int32_t digit = xp_ascii_hex_value(*p);
+    if (digit >= 0) value = value << 4 | static_cast<uint32_t>(digit);
   }
   return static_cast<int32_t>(value);
 }

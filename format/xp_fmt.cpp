@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "format/xp_fmt_engine.h"
+#include "object/xp_ascii.h"
 #include "object/xp_str.h"
 
 namespace {
@@ -111,10 +112,6 @@ constexpr uint32_t flag_of(char c) {
   }
 }
 
-bool is_digit(char c) {
-  return c >= '0' && c <= '9';
-}
-
 // The rows by their character; any other character prints itself.
 struct conversion_table {
   conversion by_letter[256];
@@ -148,7 +145,7 @@ xp_fmt_conversion find_subtype(family of, char letter) {
 // A number too large stays at the largest.
 const char* read_number(const char* at, uint32_t* value) {
   uint32_t number = 0;
-  for (; is_digit(*at); at++) {
+  for (; xp_ascii_is_digit(*at); at++) {
     const auto digit = static_cast<uint32_t>(*at - '0');
     number = number > (INT32_MAX - digit) / 10 ? INT32_MAX : number * 10 + digit;
   }
@@ -158,7 +155,7 @@ const char* read_number(const char* at, uint32_t* value) {
 
 // Digits are a position only when a `$` follows; otherwise they are flag and width.
 const char* read_position(const char* at, xp_fmt_arguments* arguments) {
-  if (!is_digit(*at)) return at;
+  if (!xp_ascii_is_digit(*at)) return at;
   uint32_t position = 0;
   const char* behind = read_number(at, &position);
   if (*behind != '$') return at;

@@ -2,26 +2,16 @@
 #include "object/xp_decimal.h"
 
 #include "format/xp_fmt.h"
+#include "object/xp_ascii.h"
 #include "object/xp_num.h"
 #include "object/xp_str.h"
 
 namespace {
 
-// The value of a hexadecimal digit, -1 for another byte.
-int32_t hex_value(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  const char letter = static_cast<char>(c | 0x20);
-  return letter >= 'a' && letter <= 'f' ? letter - 'a' + 10 : -1;
-}
-
-bool is_digit(char c) {
-  return c >= '0' && c <= '9';
-}
-
 uint64_t scan_hex(const char* text, uint32_t length) {
   uint64_t value = 0;
   for (uint32_t i = 0; i < length; i++) {
-    const int32_t digit = hex_value(text[i]);
+    const int32_t digit = xp_ascii_hex_value(text[i]);
     if (digit < 0) break;
     value = value << 4 | static_cast<uint64_t>(digit);
   }
@@ -30,7 +20,7 @@ uint64_t scan_hex(const char* text, uint32_t length) {
 
 uint64_t scan_digits(const char* text, uint32_t length) {
   uint64_t value = 0;
-  for (uint32_t i = 0; i < length && is_digit(text[i]); i++)
+  for (uint32_t i = 0; i < length && xp_ascii_is_digit(text[i]); i++)
     value = value * 10 + static_cast<uint64_t>(text[i] - '0');
   return value;
 }
@@ -48,7 +38,7 @@ xp_decimal xp_decimal_scan(const char* text, int32_t length) {
   }
   for (; i < length; i++) {
     const char c = text[i];
-    if (is_digit(c)) {
+    if (xp_ascii_is_digit(c)) {
       decimal.scale *= 10;
       decimal.digits = decimal.digits * 10 + static_cast<uint64_t>(c - '0');
       if (decimal.fraction_digits >= 0) {
@@ -100,8 +90,8 @@ int32_t xp_hex_to_bytes(void* buffer, int32_t size, const char* text, int32_t le
   auto* out = static_cast<uint8_t*>(buffer);
   int32_t written = 0;
   for (int32_t i = 0; text && i < length && written < size; i += 2) {
-    const int32_t high = hex_value(text[i]);
-    const int32_t low = length - i > 1 ? hex_value(text[i + 1]) : 0;
+    const int32_t high = xp_ascii_hex_value(text[i]);
+    const int32_t low = length - i > 1 ? xp_ascii_hex_value(text[i + 1]) : 0;
     out[written++] = static_cast<uint8_t>((high < 0 ? 0 : high) << 4 | (low < 0 ? 0 : low));
   }
   return written;

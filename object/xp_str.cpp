@@ -2,6 +2,7 @@
 
 #include <string.h>
 
+#include "object/xp_ascii.h"
 #include "object/xp_flat.h"
 #include "object/xp_ref.h"
 
@@ -156,13 +157,6 @@ int32_t xp_str_copy_out(xp_str* string, char* buffer, uint32_t size) {
 
 // ---- backslash sequences ---------------------------------------------------------------------
 
-static int32_t hex_digit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
 static bool is_octal(char c) {
   return c >= '0' && c <= '7';
 }
@@ -180,10 +174,10 @@ static const char* unescape_one(const char* read, char* out) {
       *out = '\t';
       return read + 1;
     case 'x': {
-      int32_t value = hex_digit(read[1]);
+      int32_t value = xp_ascii_hex_value(read[1]);
       if (value < 0) break;  // without a digit the letter stands for itself
       read += 2;
-      if (const int32_t low = hex_digit(*read); low >= 0) {
+      if (const int32_t low = xp_ascii_hex_value(*read); low >= 0) {
         value = value * 16 + low;
         read++;
       }

@@ -4,6 +4,7 @@
 
 #include <string.h>
 
+#include "object/xp_ascii.h"
 #include "object/xp_flat.h"
 #include "object/xp_ref.h"
 #include "object/xp_str.h"
@@ -33,19 +34,16 @@ struct piece {
   void drop_back(int32_t count) { length -= count; }
 };
 
-bool is_letter(char byte) {
-  return (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z');
-}
-
 // "X:\" with anything behind it.
 bool has_drive_root(piece text) {
-  return text.length >= 3 && is_letter(text.text[0]) && text.text[1] == ':' && text.text[2] == '\\';
+  return text.length >= 3 && xp_ascii_is_letter(text.text[0]) && text.text[1] == ':' &&
+         text.text[2] == '\\';
 }
 
 // "X:\", or "X:" alone, as the parent of a drive's entries and the system drive are written.
 bool has_drive(piece text) {
   return has_drive_root(text) ||
-         (text.length == 2 && is_letter(text.text[0]) && text.text[1] == ':');
+         (text.length == 2 && xp_ascii_is_letter(text.text[0]) && text.text[1] == ':');
 }
 
 // The bytes of a root that its children take over in front of their own text: "X:" of "X:\",

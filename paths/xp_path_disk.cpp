@@ -1,6 +1,7 @@
 // The constructors that ask the disk: absolute paths, and long names in place of short ones.
 #include <string.h>
 
+#include "object/xp_ascii.h"
 #include "object/xp_ref.h"
 #include "object/xp_str.h"
 #include "paths/xp_file.h"
@@ -10,10 +11,6 @@
 namespace {
 
 constexpr uint32_t FULL_PATH_UNITS = 1025;  // what a first call for a full path offers
-
-bool is_letter(char byte) {
-  return (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z');
-}
 
 // Whether a name could be an 8.3 alias: 1 to 12 characters, at most 8 before its first dot and 4
 // from that on, and none that such aliases can't have. Works on either kind of text.
@@ -145,7 +142,8 @@ xp_path* xp_path_full(const char* text, int32_t length) {
   if (memchr(text, '*', bytes)) return xp_path_new(nullptr, text, length);
   xp_block<char16_t> wide = to_wide(text, static_cast<int32_t>(bytes));
   if (!wide) return nullptr;
-  const bool is_absolute = bytes >= 3 && is_letter(text[0]) && text[1] == ':' && text[2] == '\\';
+  const bool is_absolute =
+      bytes >= 3 && xp_ascii_is_letter(text[0]) && text[1] == ':' && text[2] == '\\';
   // "/" separates for the system, but not for the chain: the system writes it as a backslash.
   if (!is_absolute || memchr(text, '/', bytes)) wide = absolute(xp_block<char16_t>(wide.take()));
   return wide ? with_long_names(wide.get()) : nullptr;
@@ -195,7 +193,7 @@ xp_path* follow_dots(xp_path* start, const char** text) {
 
 // "X:\", or "X:/" as a person may write it.
 bool is_absolute(const char* text) {
-  return is_letter(text[0]) && text[1] == ':' && (text[2] == '\\' || text[2] == '/');
+  return xp_ascii_is_letter(text[0]) && text[1] == ':' && (text[2] == '\\' || text[2] == '/');
 }
 
 }  // namespace

@@ -4,21 +4,15 @@
 
 #include "document/xp_plst_builder.h"
 #include "object/xp_array.h"
+#include "object/xp_ascii.h"
 #include "object/xp_ref.h"
 #include "object/xp_result.h"
-
-static int32_t hex_digit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
 
 // The byte of a "%" with two hexadecimal digits at the front of the text, -1 when it is none.
 static int32_t escaped_byte(const char* text, int32_t length) {
   if (length < 3) return -1;
-  const int32_t high = hex_digit(text[1]);
-  const int32_t low = hex_digit(text[2]);
+  const int32_t high = xp_ascii_hex_value(text[1]);
+  const int32_t low = xp_ascii_hex_value(text[2]);
   return high < 0 || low < 0 ? -1 : high << 4 | low;
 }
 

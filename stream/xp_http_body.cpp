@@ -1,4 +1,5 @@
 #include "stream/xp_http_body.h"
+#include "object/xp_ascii.h"
 
 static xp_http_body* as_body(xp_stream* stream) {
   return static_cast<xp_http_body*>(stream);
@@ -31,13 +32,6 @@ static int32_t expect(xp_http_body* body, char wanted) {
   return byte == wanted ? GO_ON : XP_E_STREAM;
 }
 
-static int32_t hex_digit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
 // Takes the digits of the size into `chunk_left`; `*end` is the byte behind them. A size that 63
 // bits can't hold is malformed.
 static int32_t read_chunk_size(xp_http_body* body, char* end) {
@@ -45,7 +39,7 @@ static int32_t read_chunk_size(xp_http_body* body, char* end) {
   for (;;) {
     const int32_t got = next_byte(body, end);
     if (got < 1) return got;
-    const int32_t digit = hex_digit(*end);
+    const int32_t digit = xp_ascii_hex_value(*end);
     if (digit < 0) return GO_ON;
     if (body->chunk_left > INT64_MAX >> 4) return XP_E_STREAM;
     body->chunk_left = body->chunk_left << 4 | digit;

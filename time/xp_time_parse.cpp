@@ -2,6 +2,7 @@
 
 #include <string.h>
 
+#include "object/xp_ascii.h"
 #include "object/xp_str.h"
 
 // ---- the compact form --------------------------------------------------------------------------
@@ -26,10 +27,6 @@ struct pair_row {
 constexpr pair_row pairs[PARTS] = {{99, 0}, {99, 0}, {11, 1}, {31, 1}, {23, 0},
                                    {59, 0}, {59, 0}, {13, 0}, {59, 0}};
 
-bool is_digit(char c) {
-  return c >= '0' && c <= '9';
-}
-
 const char* skip_spaces(const char* text) {
   while (*text == ' ')
     text++;
@@ -37,7 +34,7 @@ const char* skip_spaces(const char* text) {
 }
 
 bool read_pair(const char*& text, part which, compact_date* date) {
-  if (!is_digit(text[0]) || !is_digit(text[1])) return false;
+  if (!xp_ascii_is_digit(text[0]) || !xp_ascii_is_digit(text[1])) return false;
   const int32_t value = (text[0] - '0') * 10 + (text[1] - '0') - pairs[which].base;
   if (value < 0 || value > pairs[which].most) return false;
   text += 2;
@@ -168,7 +165,7 @@ xp_time_t xp_time_parse_iso(const char* text) {
   const char* zone = text + ZONE;
   if (*zone == '.') {
     zone++;
-    while (is_digit(*zone))
+    while (xp_ascii_is_digit(*zone))
       zone++;
     length -= static_cast<size_t>(zone - text) - ZONE;
   }
@@ -233,7 +230,7 @@ constexpr seen_table seen_of = make_seen_table();
 // A later "-" is the sign of a zone.
 xp_time_t parse_separated(const char* text) {
   constexpr int32_t DATE_END = 7;
-  char compact[MOST_BYTES + 1];
+  char compact[MOST_BYTES + 1] = {};
   int32_t count = 0;
   for (int32_t i = 0; text[i] && count < MOST_BYTES; i++) {
     const char c = text[i];
@@ -242,10 +239,9 @@ xp_time_t parse_separated(const char* text) {
       compact[count++] = c;
       continue;
     }
-    while (is_digit(text[i + 1]))
+    while (xp_ascii_is_digit(text[i + 1]))
       i++;
   }
-  compact[count] = 0;
   return xp_time_parse(compact);
 }
 

@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include "codec/xp_sha256.h"
+#include "object/xp_ascii.h"
 #include "object/xp_ref.h"
 #include "paths/xp_file.h"
 #include "stream/xp_file_stream.h"
@@ -29,9 +30,8 @@ constexpr uint32_t SMALL_FEED_SIZE = 256;  // when there is no memory for the ot
 
 // A character that is no digit counts as 0.
 uint8_t hexadecimal_value(char c) {
-  if (c >= '0' && c <= '9') return static_cast<uint8_t>(c - '0');
-  const char folded = static_cast<char>(c | 0x20);
-  return folded >= 'a' && folded <= 'f' ? static_cast<uint8_t>(folded - 'a' + 10) : 0;
+  const int32_t value = xp_ascii_hex_value(c);
+  return value < 0 ? 0 : static_cast<uint8_t>(value);
 }
 
 // One missing last character is taken as 0; a text shorter than that is no digest.

@@ -2,6 +2,7 @@
 
 #include "cmdline/xp_log.h"
 #include "codec/xp_random.h"
+#include "object/xp_ascii.h"
 #include "time/xp_time.h"
 #include "update/ruvo_events.h"
 #include "update/ruvo_registry.h"
@@ -14,10 +15,6 @@ constexpr uint32_t COVERAGE_MASK = 0xFFFFF;  // coverage counts in parts of 2^20
 
 bool is_blank(char c) {
   return c == ' ' || c == '\t';
-}
-
-bool is_digit(char c) {
-  return c >= '0' && c <= '9';
 }
 
 // ---- the OS window ---------------------------------------------------------------------------
@@ -42,7 +39,7 @@ uint32_t read_component(text_span* span) {
   while (span->at < span->end) {
     const char c = *span->at++;
     if (is_blank(c)) continue;
-    if (!is_digit(c)) break;
+    if (!xp_ascii_is_digit(c)) break;
     value = value * 10 + static_cast<uint32_t>(c - '0');
   }
   return value;
@@ -72,21 +69,14 @@ int32_t ruvo_os_compare(const xp_str* text) {
 
 static uint32_t hexadecimal(const char* text) {
   uint32_t value = 0;
-  for (;; text++) {
-    const char c = *text;
-    const char folded = static_cast<char>(c | 0x20);
-    if (is_digit(c))
-      value = value << 4 | static_cast<uint32_t>(c - '0');
-    else if (folded >= 'a' && folded <= 'f')
-      value = value << 4 | static_cast<uint32_t>(folded - 'a' + 10);
-    else
-      return value;
-  }
+  for (; xp_ascii_hex_value(*text) >= 0; text++)
+    value = value << 4 | static_cast<uint32_t>(xp_ascii_hex_value(*text));
+  return value;
 }
 
 static uint32_t decimal(const char* text) {
   uint32_t value = 0;
-  for (; is_digit(*text); text++)
+  for (; xp_ascii_is_digit(*text); text++)
     value = value * 10 + static_cast<uint32_t>(*text - '0');
   return value;
 }

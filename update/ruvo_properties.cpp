@@ -2,6 +2,7 @@
 
 #include <string.h>
 
+#include "object/xp_ascii.h"
 #include "object/xp_ref.h"
 #include "object/xp_str.h"
 #include "update/ruvo_install.h"
@@ -22,14 +23,6 @@ constexpr const char* permitted[] = {"TP_", "PROP_", "ARPSYSTEMCOMPONENT="};
 // found.
 constexpr const char* refused[] = {"PATH=", "SHELL="};
 
-bool is_letter(char c) {
-  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
-}
-
-bool is_digit(char c) {
-  return c >= '0' && c <= '9';
-}
-
 // NUL counts: behind one the Windows Installer would not see the rest of the string.
 bool is_control(char c) {
   return static_cast<uint8_t>(c) < 32;
@@ -41,7 +34,8 @@ bool is_well_formed(const xp_str* text) {
   const char* at = text->text;
   const char* const end = at + text->length;
   const char* const name = at;
-  while (at < end && (is_letter(*at) || (at > name && is_digit(*at))))
+  while (at < end &&
+         (xp_ascii_is_letter(*at) || *at == '_' || (at > name && xp_ascii_is_digit(*at))))
     at++;
   if (at == name || at == end || *at != '=') return false;
   for (at++; at < end; at++)

@@ -2,19 +2,13 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "object/xp_ascii.h"
 #include "platform/host/registry_scan.h"
 #include "platform/text.h"
 
 namespace {
 
 constexpr size_t LINE_WIDTH = 76;  // where the registry editor breaks hexadecimal data
-
-int digit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
 
 bool is_text(uint32_t type) {
   return type == XP_REG_TEXT || type == XP_REG_EXPAND_TEXT || type == REGISTRY_MULTI_TEXT;
@@ -24,8 +18,8 @@ bool is_text(uint32_t type) {
 size_t read_number(const char* at, const char* end, uint32_t* out) {
   size_t taken = 0;
   *out = 0;
-  while (at + taken < end && taken < 8 && digit(at[taken]) >= 0)
-    *out = *out << 4 | static_cast<uint32_t>(digit(at[taken++]));
+  while (at + taken < end && taken < 8 && xp_ascii_hex_value(at[taken]) >= 0)
+    *out = *out << 4 | static_cast<uint32_t>(xp_ascii_hex_value(at[taken++]));
   return taken;
 }
 
@@ -53,9 +47,9 @@ registry_decoded decode_hex(const char* at, const char* end, host_buffer* out) {
     if (*at == ';') {
       const void* feed = memchr(at, '\n', static_cast<size_t>(end - at));
       at = feed ? static_cast<const char*>(feed) : end;
-    } else if (digit(*at) >= 0) {
-      int byte = digit(*at++);
-      if (at < end && digit(*at) >= 0) byte = byte << 4 | digit(*at++);
+    } else if (xp_ascii_hex_value(*at) >= 0) {
+      int byte = xp_ascii_hex_value(*at++);
+      if (at < end && xp_ascii_hex_value(*at) >= 0) byte = byte << 4 | xp_ascii_hex_value(*at++);
       out->bytes[out->length++] = static_cast<char>(byte);
     } else if (strchr(", \t\r\n\\", *at) && *at) {
       at++;
