@@ -88,9 +88,9 @@ enum xp_tls_piece_kind : uint32_t {
 
 // A part of the bytes that `open` was given.
 struct xp_tls_piece {
-  uint32_t kind;
   uint8_t* bytes;
   uint32_t length;
+  uint32_t kind;  // an xp_tls_piece_kind
 };
 
 struct xp_tls_sizes {

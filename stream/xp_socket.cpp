@@ -56,9 +56,10 @@ xp_dict* the_cache() {
   return cache;
 }
 
-bool is_cached(xp_resolved* list) {
+bool is_cached(const xp_resolved* list) {
   xp_dict* cache = localhost_cache.load(std::memory_order_acquire);
-  return xp_dict_get(cache, reinterpret_cast<const char*>(&list), sizeof list) != nullptr;
+  const auto self = reinterpret_cast<uintptr_t>(list);
+  return xp_dict_get(cache, reinterpret_cast<const char*>(&self), sizeof self) != nullptr;
 }
 
 // The entry that keeps the list goes first: a list that couldn't be entered under its port is
@@ -66,10 +67,11 @@ bool is_cached(xp_resolved* list) {
 void cache_list(const char* port, xp_resolved* list) {
   xp_dict* cache = the_cache();
   auto* word = reinterpret_cast<xp_object*>(list);
-  const char* self = reinterpret_cast<const char*>(&list);
-  if (xp_dict_set(cache, self, sizeof list, word) != 0) return;
+  const auto self = reinterpret_cast<uintptr_t>(list);
+  const char* key = reinterpret_cast<const char*>(&self);
+  if (xp_dict_set(cache, key, sizeof self, word) != 0) return;
   if (xp_dict_set(cache, port, -1, word) != 0)
-    (void)xp_dict_set(cache, self, sizeof list, nullptr);  // a key that is there needs no memory
+    (void)xp_dict_set(cache, key, sizeof self, nullptr);  // a key that is there needs no memory
 }
 
 xp_resolved* resolve_host(const char* host, const char* port) {

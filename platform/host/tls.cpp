@@ -10,6 +10,8 @@
 #include <openssl/x509v3.h>
 #include <string.h>
 
+#include <bit>
+
 #include "platform/host/certificates.h"
 #include "platform/host/host.h"
 
@@ -108,11 +110,11 @@ bool asked_to_renegotiate(SSL* ssl) {
 }
 
 SSL* context_of(const xp_tls_handle* handle) {
-  return reinterpret_cast<SSL*>(handle->lower);
+  return std::bit_cast<SSL*>(handle->lower);
 }
 
 SSL_CTX* credentials_of(const xp_tls_handle* handle) {
-  return reinterpret_cast<SSL_CTX*>(handle->lower);
+  return std::bit_cast<SSL_CTX*>(handle->lower);
 }
 
 // ---- service and credentials -----------------------------------------------------------------
@@ -314,9 +316,9 @@ xp_tls_status tls_open(const xp_tls_service*, xp_tls_handle* context, uint8_t* b
   for (int i = 0; i < 4; i++)
     pieces[i] = {};
   if (got > 0)
-    pieces[0] = {.kind = XP_TLS_PIECE_DATA, .bytes = bytes, .length = static_cast<uint32_t>(got)};
+    pieces[0] = {.bytes = bytes, .length = static_cast<uint32_t>(got), .kind = XP_TLS_PIECE_DATA};
   if (length > size)
-    pieces[1] = {.kind = XP_TLS_PIECE_EXTRA, .bytes = bytes + size, .length = length - size};
+    pieces[1] = {.bytes = bytes + size, .length = length - size, .kind = XP_TLS_PIECE_EXTRA};
   return XP_TLS_OK;
 }
 

@@ -197,9 +197,9 @@ xp_tls_status tls_open(const xp_tls_service* service, xp_tls_handle* context, ui
   const xp_tls_status status = status_of(
       table_of(service)->DecryptMessage(native(context), &message.description, 0, nullptr));
   for (int i = 0; i < 4; i++)
-    pieces[i] = {.kind = piece_kind(parts[i].BufferType),
-                 .bytes = static_cast<uint8_t*>(parts[i].pvBuffer),
-                 .length = parts[i].pvBuffer ? parts[i].cbBuffer : 0};
+    pieces[i] = {.bytes = static_cast<uint8_t*>(parts[i].pvBuffer),
+                 .length = parts[i].pvBuffer ? parts[i].cbBuffer : 0,
+                 .kind = piece_kind(parts[i].BufferType)};
   return status;
 }
 

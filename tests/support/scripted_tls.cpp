@@ -153,12 +153,12 @@ xp_tls_status tls_open(const xp_tls_service*, xp_tls_handle*, uint8_t* bytes, ui
   if (bytes[0] == 'c') return XP_TLS_EXPIRED;
   if (bytes[0] == 'r') return XP_TLS_RENEGOTIATE;
   if (bytes[0] != 'd') return XP_TLS_REFUSED;
-  pieces[0] = {.kind = XP_TLS_PIECE_OTHER, .bytes = bytes, .length = 2};
-  pieces[1] = {.kind = XP_TLS_PIECE_DATA, .bytes = bytes + 2, .length = size - 2};
+  pieces[0] = {.bytes = bytes, .length = 2, .kind = XP_TLS_PIECE_OTHER};
+  pieces[1] = {.bytes = bytes + 2, .length = size - 2, .kind = XP_TLS_PIECE_DATA};
   pieces[2] = {};
   pieces[3] = {};
   if (length > size)
-    pieces[3] = {.kind = XP_TLS_PIECE_EXTRA, .bytes = bytes + size, .length = length - size};
+    pieces[3] = {.bytes = bytes + size, .length = length - size, .kind = XP_TLS_PIECE_EXTRA};
   return XP_TLS_OK;
 }
 
