@@ -16,7 +16,7 @@ packages=(
   wixl msitools osslsigncode openssl nginx-light lighttpd squid-openssl tinyproxy curl
   # peers that the benchmarks compare with
   libfmt-dev libexpat1-dev libxml2-dev libplist-dev libpugixml-dev rapidjson-dev libsimdjson-dev
-  libabsl-dev libmodpbase64-dev libcurl4-openssl-dev
+  libabsl-dev libmodpbase64-dev libcurl4-openssl-dev libhttp-parser-dev
   # what they look at a process with
   strace time
   # zones and locales that the tests name
