@@ -1,4 +1,5 @@
 #include "stream/xp_http_body.h"
+
 #include "object/xp_ascii.h"
 
 static xp_http_body* as_body(xp_stream* stream) {

@@ -91,10 +91,10 @@ TEST(Charset, ItemsOfABracketExpression) {
 TEST(Charset, CompileMarksUpToANul) {
   uint8_t table[256] = {};
   EXPECT_EQ(xp_charset_compile("a\0b", 3, 0, 7, table), -1);
-  EXPECT_EQ(table['A'], 7);
-  EXPECT_EQ(table['b'], 0);
+  EXPECT_EQ(table[uint8_t{'A'}], 7);
+  EXPECT_EQ(table[uint8_t{'b'}], 0);
   memset(table, 0, sizeof(table));
   EXPECT_EQ(xp_charset_compile("a[:word:]", 9, 1, 1, table), 0);
-  EXPECT_EQ(table['Z'], 1);
-  EXPECT_EQ(table['z'], 0);  // the class follows the case rule
+  EXPECT_EQ(table[uint8_t{'Z'}], 1);
+  EXPECT_EQ(table[uint8_t{'z'}], 0);  // the class follows the case rule
 }
