@@ -45,9 +45,10 @@ void parse(const xp_arg_option* options, int32_t count, const argument_vector& a
   const xp_ref args(
       xp_args_new(options, count, nullptr, arguments.count(), arguments.pointers.data()));
   const int32_t result = xp_args_parse(args.get());
-  if (args->index < 0 || args->index > arguments.count()) abort();
+  // A "--" at the end is passed with the argument behind it, which isn't there.
+  if (args->index < 0 || args->index > arguments.count() + 1) abort();
   // A failure stands at the argument in question, which a caller prints.
-  if (result != 0 && args->index == arguments.count()) abort();
+  if (result != 0 && args->index >= arguments.count()) abort();
   const xp_ref stream(memory_stream_new(""));
   if (xp_stream_open(stream.get(), STREAM_MODE_WRITE) != 0) abort();
   xp_arg_usage(args.get(), nullptr, stream.get());

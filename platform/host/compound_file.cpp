@@ -130,7 +130,8 @@ compound_result read_tables(compound_file* file) {
 
 int by_name(const void* a, const void* b, void* context) {
   const auto* file = static_cast<const compound_file*>(context);
-  compound_entry x, y;
+  compound_entry x = {};
+  compound_entry y = {};
   // Both are listed, so both can be read.
   (void)compound_read_entry(file, *static_cast<const uint32_t*>(a), &x);
   (void)compound_read_entry(file, *static_cast<const uint32_t*>(b), &y);
