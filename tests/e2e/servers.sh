@@ -1,7 +1,8 @@
 # Real servers for whole runs, each on a loopback port that was free. To be sourced behind lib.sh.
 #
 #   start_web_server FOLDER   nginx over FOLDER: $http_port and $https_port
-#   start_proxy               tinyproxy: $proxy_port; its log is $scratch/proxy.log
+#   start_proxy               squid: $proxy_port; its log is $scratch/proxy.log
+#   start_broken_server       answers in wrong ways, see below: $broken_port
 #   stop_servers              ends all (lib.sh)
 
 free_port() {
@@ -63,16 +64,48 @@ CONF
 
 start_proxy() {
   proxy_port=$(free_port)
-  cat >"$scratch/proxy.conf" <<CONF
-Port $proxy_port
-Listen 127.0.0.1
-Timeout 60
-LogFile "$scratch/proxy.log"
-LogLevel Connect
-Allow 127.0.0.1
-MaxClients 20
+  cat >"$scratch/squid.conf" <<CONF
+http_port 127.0.0.1:$proxy_port
+http_access allow all
+cache deny all
+pid_filename $scratch/squid.pid
+cache_log $scratch/squid.log
+access_log stdio:$scratch/proxy.log
+coredump_dir $scratch
+logfile_rotate 0
+pinger_enable off
 CONF
-  tinyproxy -d -c "$scratch/proxy.conf" >/dev/null 2>&1 &
+  chmod 777 "$scratch" # squid gives its rights up
+  squid -N -f "$scratch/squid.conf" >/dev/null 2>&1 &
   servers+=($!)
   await_port "$proxy_port"
+}
+
+# start_broken_server: a server that answers each path in its own wrong way; $broken_port.
+#   /nothing.msi      closes without a response     /gzip.msi    a gzip body with a wrong checksum
+#   /short.msi        closes in the middle of the body
+start_broken_server() {
+  broken_port=$(free_port)
+  python3 - "$broken_port" <<'PY' >/dev/null 2>&1 &
+import gzip, socket, sys
+listener = socket.create_server(('127.0.0.1', int(sys.argv[1])))
+while True:
+    peer, _ = listener.accept()
+    request = b''
+    while b'\r\n\r\n' not in request:
+        piece = peer.recv(65536)
+        if not piece:
+            break
+        request += piece
+    head = b'HTTP/1.1 200 OK\r\n'
+    if b'/gzip.msi' in request:
+        body = bytearray(gzip.compress(b'x' * 10000))
+        body[-6] ^= 1
+        peer.sendall(head + b'Content-Encoding: gzip\r\nContent-Length: %d\r\n\r\n' % len(body) + bytes(body))
+    elif b'/short.msi' in request:
+        peer.sendall(head + b'Content-Length: 1000\r\n\r\nonly this')
+    peer.close()
+PY
+  servers+=($!)
+  await_port "$broken_port"
 }
