@@ -64,19 +64,19 @@ CONF
 
 start_proxy() {
   proxy_port=$(free_port)
-  cat >"$scratch/squid.conf" <<CONF
+  cat >"$scratch/squid.$proxy_port.conf" <<CONF
 http_port 127.0.0.1:$proxy_port
 http_access allow all
 cache deny all
-pid_filename $scratch/squid.pid
-cache_log $scratch/squid.log
+pid_filename $scratch/squid.$proxy_port.pid
+cache_log $scratch/squid.$proxy_port.log
 access_log stdio:$scratch/proxy.log
 coredump_dir $scratch
 logfile_rotate 0
 pinger_enable off
 CONF
   chmod 777 "$scratch" # squid gives its rights up
-  squid -N -f "$scratch/squid.conf" >/dev/null 2>&1 &
+  squid -N -f "$scratch/squid.$proxy_port.conf" >/dev/null 2>&1 &
   servers+=($!)
   await_port "$proxy_port"
 }
