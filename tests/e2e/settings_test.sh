@@ -48,6 +48,16 @@ for back_end in ${RUVO_BACK_ENDS:-native wine}; do
   expect_records 'update disabled for this client'
   reg_set "$settings_key" ruvogate 0
 
+  if [ "$back_end" = native ]; then
+    it 'a computer that does not tell its version takes nothing'
+    cp "$RUVO_MACHINE/registry.reg" "$scratch/kept.reg"
+    reg_drop 'HKEY_LOCAL_MACHINE\SOFTWARE\Microsoft\Windows NT\CurrentVersion'
+    settings '' --file "$installer" -l2
+    expect_result 7
+    expect_records 'OS version not sufficient'
+    cp "$scratch/kept.reg" "$RUVO_MACHINE/registry.reg"
+  fi
+
   it 'a disabled update does nothing, and says so at level 2'
   settings '<key>enabled</key><false/>' --file "$installer"
   expect_result 0
