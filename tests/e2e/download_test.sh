@@ -120,10 +120,18 @@ for back_end in ${RUVO_BACK_ENDS:-native wine}; do
   case $result in -2003 | -2005) ;; *) fail "a server without TLS gives $result" ;; esac
   expect_equal 'the cache' "$(cached)" ''
   run --url "http://127.0.0.1:$broken_port/nothing.msi" --result
-  [ "$result" != 0 ] || fail 'no response is no success'
+  expect_result -1
   expect_equal 'the cache' "$(cached)" ''
   run --url "http://127.0.0.1:$broken_port/short.msi" --result -l1 # caught by the signature check
   expect_records 'invalid, incorrect, or missing signature'
+
+  if [ "$back_end" = native ]; then
+    it 'a silent server is given up after 30 seconds'
+    run --url "http://127.0.0.1:$broken_port/silent.msi" --result -l1
+    expect_result -199
+    expect_records 'failed to download installer (-199)'
+    expect_equal 'the cache' "$(cached)" short.msi
+  fi
 
   it 'what is installed already is not fetched'
   reg_set 'HKEY_LOCAL_MACHINE\Software\Rehearsal\Download' version 8.1

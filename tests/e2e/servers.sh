@@ -83,12 +83,13 @@ CONF
 
 # start_broken_server: a server that answers each path in its own wrong way; $broken_port.
 #   /nothing.msi      closes without a response     /gzip.msi    a gzip body with a wrong checksum
-#   /short.msi        closes in the middle of the body
+#   /short.msi        closes in the middle of the body      /silent.msi  never answers
 start_broken_server() {
   broken_port=$(free_port)
   python3 - "$broken_port" <<'PY' >/dev/null 2>&1 &
 import gzip, socket, sys
 listener = socket.create_server(('127.0.0.1', int(sys.argv[1])))
+kept = []
 while True:
     peer, _ = listener.accept()
     request = b''
@@ -104,6 +105,9 @@ while True:
         peer.sendall(head + b'Content-Encoding: gzip\r\nContent-Length: %d\r\n\r\n' % len(body) + bytes(body))
     elif b'/short.msi' in request:
         peer.sendall(head + b'Content-Length: 1000\r\n\r\nonly this')
+    elif b'/silent.msi' in request:
+        kept.append(peer)
+        continue
     peer.close()
 PY
   servers+=($!)

@@ -110,10 +110,11 @@ TEST(windows_clock, ClocksAgree) {
 }
 
 TEST(windows_clock, TicksFollowTheWait) {
+  // The count moves in steps of about 16 ms, so each of the two readings may lag by one.
   const uint32_t before = xp_platform->clock->ticks();
   xp_platform->clock->sleep(60);
   const uint32_t waited = xp_platform->clock->ticks() - before;
-  EXPECT_GE(waited, 45u);
+  EXPECT_GE(waited, 60u - 2 * 16);
   EXPECT_LT(waited, 30000u);
 }
 
