@@ -136,7 +136,7 @@ int by_name(const void* a, const void* b, void* context) {
   (void)compound_read_entry(file, *static_cast<const uint32_t*>(a), &x);
   (void)compound_read_entry(file, *static_cast<const uint32_t*>(b), &y);
   const uint32_t shorter = x.name_size < y.name_size ? x.name_size : y.name_size;
-  const int order = memcmp(x.name, y.name, shorter);
+  const int order = shorter > 0 ? memcmp(x.name, y.name, shorter) : 0;
   if (order != 0) return order;
   return x.name_size < y.name_size ? -1 : x.name_size > y.name_size;
 }

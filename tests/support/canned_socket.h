@@ -20,6 +20,9 @@ class canned_socket {
     ops_.create = [](const xp_resolved*) { return xp_socket_handle{1}; };
     ops_.close = [](xp_socket_handle) {};
     ops_.set_nonblocking = [](xp_socket_handle) { return true; };
+    // A redirect to ":port" names a socket that listens; here no port is to be had.
+    ops_.set_reuse_address = [](xp_socket_handle) {};
+    ops_.bind = [](xp_socket_handle, const xp_resolved*) { return XP_SOCKET_FAILED; };
     ops_.connect = [](xp_socket_handle, const xp_resolved*) { return XP_SOCKET_OK; };
     ops_.send = [](xp_socket_handle, const void*, int32_t length, xp_socket_error* error) {
       *error = XP_SOCKET_OK;
