@@ -20,7 +20,7 @@ mkdir -p build/fuzz/failures
 run_one() {
   local name=$1
   mkdir -p "build/fuzz/found/$name" "fuzz/corpus/$name"
-  if timeout $((seconds * 2 + 120)) "build/fuzz/${name}_fuzz" -max_total_time="$seconds" -timeout=10 \
+  if timeout $((seconds * 2 + 120)) "build/fuzz/${name}_fuzz" ${RUVO_FUZZ_SEED:+-seed="$RUVO_FUZZ_SEED"} -max_total_time="$seconds" -timeout=10 \
     -rss_limit_mb=2048 -max_len=40000 -artifact_prefix="build/fuzz/failures/$name-" \
     "build/fuzz/found/$name" "fuzz/corpus/$name" >"build/fuzz/$name.log" 2>&1; then
     printf 'ok      %-16s %s\n' "$name" "$(grep -E '^Done|DONE' "build/fuzz/$name.log" | tail -n 1)"
