@@ -6,11 +6,23 @@
 #include "object/xp_ref.h"
 #include "object/xp_trav.h"
 
+namespace {
+
+// While one element is released the one after the next comes near, as much of it as a dictionary
+// with its first keys takes.
+constexpr int32_t FETCH_AHEAD = 2;
+constexpr uint32_t FETCH_BYTES = 320;
+
+}  // namespace
+
 static void array_release(xp_object* object) {
   if (!xp_object_drop(object)) return;
   auto* array = static_cast<xp_array*>(object);
-  for (int32_t i = 0; i < array->count; i++)
+  for (int32_t i = 0; i < array->count; i++) {
+    if (array->count - i > FETCH_AHEAD)
+      xp_container_fetch(array->cells[i + FETCH_AHEAD], FETCH_BYTES);
     array->release_value(array->cells[i]);
+  }
   xp_heap_free(array->cells);
   xp_object_release(array->lock);
   xp_object_free(array);

@@ -12,6 +12,15 @@ void xp_container_forget(xp_object* value);
 // anything else (values are immutable) itself. Null gives null. `flags` are those of XP_CTL_COPY.
 xp_object* xp_container_copy_value(xp_object* value, uint32_t flags);
 
+// Starts `bytes` of a value on their way from memory, while others are seen to: a tree of many
+// values is larger than the caches. A hint; any word will do, also one that is no address.
+inline void xp_container_fetch(const xp_object* value, uint32_t bytes) {
+  constexpr uint32_t CACHE_LINE = 64;
+  const auto address = reinterpret_cast<uintptr_t>(value);
+  for (uint32_t offset = 0; offset < bytes; offset += CACHE_LINE)
+    __builtin_prefetch(reinterpret_cast<const void*>(address + offset));
+}
+
 // Holds a container's lock to the end of the scope; a null lock does nothing.
 class xp_locked {
  public:

@@ -279,6 +279,17 @@ xp_object* dict_hand_out(const xp_dict* dict, xp_object* value) {
   return value ? value->retain(value) : nullptr;
 }
 
+constexpr uint32_t STACK_NODES = 16;
+constexpr uint32_t FETCH_BYTES = 128;
+
+// Brings the values of a small dictionary near, before the first is used.
+void dict_fetch_values(const xp_dict* dict) {
+  if (dict->count > STACK_NODES || dict->flags & XP_DICT_RAW) return;
+  for (uint32_t i = 0; i < dict->bucket_count; i++)
+    for (const xp_dict_node* node = dict->buckets[i]; node; node = node->next)
+      xp_container_fetch(node->value, FETCH_BYTES);
+}
+
 void dict_free_tables(xp_dict* dict) {
   while (dict->pool != &dict->inline_block) {
     xp_dict_block* block = dict->pool;
@@ -296,6 +307,7 @@ static void dict_release(xp_object* object) {
   {
     xp_locked lock(dict->lock);
     const bool skip_null = dict->flags & XP_DICT_SKIP_NULL;
+    dict_fetch_values(dict);
     for (uint32_t i = 0; i < dict->bucket_count; i++)
       for (xp_dict_node* node = dict->buckets[i]; node; node = node->next)
         if (node->value || !skip_null) dict->release_value(node->value);
@@ -394,8 +406,6 @@ uint32_t xp_dict_count(const xp_dict* dict) {
 
 namespace {
 
-constexpr uint32_t STACK_NODES = 16;
-
 // The first seven bytes of a key as a number that orders like them, zeros behind a shorter one.
 uint64_t key_prefix(const xp_dict_node* node) {
   uint64_t word;
@@ -418,17 +428,9 @@ int32_t order_nodes(void*, uintptr_t a, uintptr_t b, int32_t) {
   return order ? order : a_length - b_length;
 }
 
-// Starts the value on its way from memory while others are sorted and visited.
-void fetch_value(const xp_dict* dict, const xp_dict_node* node) {
-  if (dict->flags & XP_DICT_RAW) return;
-  __builtin_prefetch(node->value);
-  __builtin_prefetch(node->value + 1);
-}
-
 void dict_collect(const xp_dict* dict, uintptr_t* nodes) {
   for (uint32_t i = 0; i < dict->bucket_count; i++)
     for (xp_dict_node* node = dict->buckets[i]; node; node = node->next) {
-      fetch_value(dict, node);
       *nodes++ = reinterpret_cast<uintptr_t>(node);
     }
 }
@@ -452,6 +454,7 @@ int32_t xp_dict_each_sorted(xp_dict* dict, xp_dict_visitor visitor, void* contex
     if (!heap) return -1;
   }
   uintptr_t* nodes = heap ? heap.get() : stack;
+  dict_fetch_values(dict);
   dict_collect(dict, nodes);
   (void)xp_sort(nullptr, count, nodes, order_nodes);
   for (uint32_t i = 0; i < count; i++)
@@ -463,10 +466,7 @@ int32_t xp_dict_each_sorted(xp_dict* dict, xp_dict_visitor visitor, void* contex
 int32_t xp_dict_each(xp_dict* dict, xp_dict_visitor visitor, void* context) {
   if (!dict) return 0;
   xp_locked lock(dict->lock);
-  if (dict->count <= STACK_NODES)
-    for (uint32_t i = 0; i < dict->bucket_count; i++)
-      for (const xp_dict_node* node = dict->buckets[i]; node; node = node->next)
-        fetch_value(dict, node);
+  dict_fetch_values(dict);
   for (uint32_t i = 0; i < dict->bucket_count; i++)
     for (const xp_dict_node* node = dict->buckets[i]; node; node = node->next)
       if (dict_visit_node(dict, node, visitor, context)) return -1;

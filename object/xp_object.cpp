@@ -8,7 +8,10 @@ xp_object* xp_object_alloc(size_t size, uint32_t tag) {
   object->tag = tag;
   object->retain = xp_default_retain;
   object->release = xp_default_release;
-  return xp_default_retain(object);
+  // Nobody else knows of the record yet, so its first reference needs no locked instruction, which
+  // would wait here for the fresh record to arrive from memory.
+  std::atomic_ref(object->refcount).store(1, std::memory_order_relaxed);
+  return object;
 }
 
 xp_object* xp_default_retain(xp_object* object) {
@@ -22,9 +25,12 @@ void xp_default_release(xp_object* object) {
 
 bool xp_object_drop(xp_object* object) {
   if (!object) return false;
+  std::atomic_ref count(object->refcount);
+  // The only owner is the caller: there is no other who could change the count, and most objects
+  // end so. What earlier owners wrote is seen as behind the exchange below.
+  if (count.load(std::memory_order_acquire) == 1) return true;
   // The old value is read as a signed number: a count of 0 or less destroys, too.
-  const uint32_t old = std::atomic_ref(object->refcount).fetch_sub(1, std::memory_order_acq_rel);
-  return static_cast<int32_t>(old) < 2;
+  return static_cast<int32_t>(count.fetch_sub(1, std::memory_order_acq_rel)) < 2;
 }
 
 void xp_object_free(xp_object* object) {
