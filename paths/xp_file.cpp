@@ -100,9 +100,17 @@ xp_path* xp_path_temp_file() {
 }
 
 void xp_file_delete(xp_path* path) {
-  const xp_block<char16_t> wide(xp_path_to_wide(path));
+  // A run that is out of memory still takes away what it made.
+  constexpr int32_t ORDINARY_UNITS = 512;
+  char16_t local[ORDINARY_UNITS];
+  const char16_t* wide = local;
+  xp_block<char16_t> longer;
+  if (!xp_path_copy_wide(path, local, ORDINARY_UNITS)) {
+    longer.reset(xp_path_to_wide(path));
+    wide = longer.get();
+  }
   // The outcome is nobody's concern, see the header.
-  if (wide) (void)xp_platform->files->remove(wide.get());
+  if (wide) (void)xp_platform->files->remove(wide);
 }
 
 int32_t xp_file_size(xp_file_handle file, int64_t* out) {

@@ -19,7 +19,8 @@ int32_t xp_path_make_folders(xp_path* path);
 // A path to a fresh name in the temporary folder, which the caller makes; null on failure. The name
 // is free by chance only: nothing holds it until then.
 xp_path* xp_path_temp_file();
-// Deletes the file, if there is one; the outcome is nobody's concern.
+// Deletes the file, if there is one; the outcome is nobody's concern. A path of less than 510 bytes
+// takes no memory.
 void xp_file_delete(xp_path* path);
 // The size of an open file in bytes, its position kept: 0, or XP_E_POSITION and *out is 0.
 int32_t xp_file_size(xp_file_handle file, int64_t* out);

@@ -278,29 +278,40 @@ xp_path* xp_path_flatten(xp_path* path) {
   return flat;
 }
 
-char16_t* xp_path_to_wide(xp_path* path) {
-  const int64_t length = path ? whole_length(path) : 0;
-  if (length == 0 || length > INT32_MAX) return nullptr;
-  // A byte gives at most one unit; two more hold the backslash of a bare drive and the NUL.
-  const auto capacity = static_cast<int32_t>(length);
-  xp_block<char16_t> wide(
-      static_cast<char16_t*>(xp_heap_alloc((static_cast<size_t>(length) + 2) * sizeof(char16_t))));
-  if (!wide) return nullptr;
-  int32_t start = capacity;
+// A byte gives at most one unit; two more hold the backslash of a bare drive and the NUL.
+constexpr int32_t MORE_UNITS = 2;
+
+// `length` is that of the whole text in bytes.
+static void write_wide(const xp_path* path, int32_t length, char16_t* wide) {
+  int32_t start = length;
   for (; path; path = path->parent) {
     int32_t bytes = path->length;
     // Of two backslashes at a seam one is enough.
-    if (start < capacity && wide[static_cast<size_t>(start)] == u'\\' && bytes > 0 &&
-        path->text[bytes - 1] == '\\')
+    if (start < length && wide[start] == u'\\' && bytes > 0 && path->text[bytes - 1] == '\\')
       bytes--;
     const int32_t units = bytes ? xp_text_to_wide(path->text, bytes, nullptr, 0) : 0;
     if (units < 1) continue;
     start -= units;
-    xp_text_to_wide(path->text, bytes, wide.get() + start, units);
+    xp_text_to_wide(path->text, bytes, wide + start, units);
   }
-  const int32_t units = capacity - start;
-  memmove(wide.get(), wide.get() + start, static_cast<size_t>(units) * sizeof(char16_t));
-  wide[static_cast<size_t>(units)] = 0;
-  if (units == 2 && wide[1] == u':') memcpy(wide.get() + 2, u"\\", sizeof(u"\\"));
-  return wide.take();
+  const int32_t units = length - start;
+  memmove(wide, wide + start, static_cast<size_t>(units) * sizeof(char16_t));
+  wide[units] = 0;
+  if (units == 2 && wide[1] == u':') memcpy(wide + 2, u"\\", sizeof(u"\\"));
+}
+
+char16_t* xp_path_to_wide(xp_path* path) {
+  const int64_t length = path ? whole_length(path) : 0;
+  if (length == 0 || length > INT32_MAX) return nullptr;
+  const size_t units = static_cast<size_t>(length) + MORE_UNITS;
+  auto* wide = static_cast<char16_t*>(xp_heap_alloc(units * sizeof(char16_t)));
+  if (wide) write_wide(path, static_cast<int32_t>(length), wide);
+  return wide;
+}
+
+bool xp_path_copy_wide(const xp_path* path, char16_t* out, int32_t capacity) {
+  const int64_t length = path ? whole_length(path) : 0;
+  if (length == 0 || length > capacity - MORE_UNITS) return false;
+  write_wide(path, static_cast<int32_t>(length), out);
+  return true;
 }

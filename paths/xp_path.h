@@ -51,6 +51,9 @@ xp_path* xp_path_flatten(xp_path* path);
 // The whole path as NUL-terminated UTF-16, a heap block that the caller frees; a bare drive gets
 // its backslash. Null for null, for an empty path and when memory is out.
 char16_t* xp_path_to_wide(xp_path* path);
+// The same into a buffer of `capacity` units, without memory of its own. False for null, for an
+// empty path, and when the path's bytes and two more units don't fit; `out` is then unchanged.
+bool xp_path_copy_wide(const xp_path* path, char16_t* out, int32_t capacity);
 
 // Slots: `compare` orders without regard to case, by the user's locale, however the text is cut
 // into segments; a parent orders before its child. `render` gives the whole text. `control`

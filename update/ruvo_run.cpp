@@ -7,6 +7,7 @@
 #include "object/xp_ref.h"
 #include "paths/xp_file.h"
 #include "stream/xp_console_stream.h"
+#include "stream/xp_file_stream.h"
 #include "update/ruvo.h"
 #include "update/ruvo_acquire.h"
 #include "update/ruvo_download.h"
@@ -166,11 +167,20 @@ void choose_proxy(ruvo_state* state) {
                state->url, state->proxy);
 }
 
+// Makes the file anew. One that somebody holds open can't be deleted; what it held is cut off, or
+// it would stay behind the end of a shorter download.
+void make_empty(xp_path* path) {
+  xp_file_delete(path);
+  if (xp_file_create(path) == XP_OK) return;
+  xp_ref stream(xp_file_stream_new(path));
+  if (xp_stream_open(stream.get(), STREAM_MODE_WRITE | STREAM_MODE_TRUNCATE) == XP_OK)
+    xp_stream_close(stream.get());
+}
+
 ruvo_step download(ruvo_state* state) {
   state->installer = state->cache_folder ? xp_path_child(state->cache_folder, state->name->text)
                                          : xp_path_temp_file();
-  xp_file_delete(state->installer);
-  (void)xp_file_create(state->installer);
+  make_empty(state->installer);
   const int32_t result = ruvo_download(state->url, xp_as_str(state->proxy), state->installer);
   if (result == 0) return RUVO_GO_ON;
   xp_file_delete(state->installer);

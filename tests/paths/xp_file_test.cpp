@@ -182,3 +182,24 @@ TEST(FileMemory, EveryAllocationMayFail) {
       },
       50);
 }
+
+TEST(FileMemory, DeletingTakesNone) {
+  const temp_folder folder;
+  const auto file = folder.at("a");
+  const auto far = folder.at((std::string(150, 'a') + "\\" + std::string(150, 'b') + "\\" +
+                              std::string(150, 'c') + "\\" + std::string(150, 'd'))
+                                 .c_str());
+  ASSERT_EQ(xp_file_create(file.get()), XP_OK);
+  fault_files faults;
+  {
+    heap_watch watch;
+    watch.fail_after(0, true);
+    xp_file_delete(file.get());
+    xp_file_delete(far.get());
+    EXPECT_EQ(faults.calls(FILE_REMOVE), 1) << "a path of unusual length does take memory";
+  }
+  EXPECT_EQ(xp_path_is_file(file.get()), XP_E_NOT_FOUND);
+  xp_file_delete(far.get());
+  xp_file_delete(nullptr);
+  EXPECT_EQ(faults.calls(FILE_REMOVE), 2);
+}

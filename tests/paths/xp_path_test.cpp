@@ -17,7 +17,14 @@ xp_ref<xp_path> path(const char* text, xp_path* parent = nullptr) {
 
 std::u16string wide_of(const xp_ref<xp_path>& p) {
   const xp_block<char16_t> wide(xp_path_to_wide(p.get()));
-  return wide ? wide.get() : u"(null)";
+  const std::u16string text = wide ? wide.get() : u"(null)";
+  std::u16string copy(4 * text.size() + 3, u' ');  // bytes of UTF-8 count
+  if (xp_path_copy_wide(p.get(), copy.data(), static_cast<int32_t>(copy.size()))) {
+    EXPECT_TRUE(copy.c_str() == text);
+  } else {
+    EXPECT_FALSE(wide);
+  }
+  return text;
 }
 
 int32_t order(const xp_ref<xp_path>& a, const xp_ref<xp_path>& b) {
@@ -128,6 +135,11 @@ TEST(Path, WideFormJoinsTheChain) {
   EXPECT_EQ(xp_path_to_wide(nullptr), nullptr);
   const xp_ref empty(xp_path_new(nullptr, nullptr, 0));
   EXPECT_EQ(xp_path_to_wide(empty.get()), nullptr);
+  char16_t room[6] = u"as is";
+  EXPECT_FALSE(xp_path_copy_wide(nullptr, room, 6));
+  EXPECT_FALSE(xp_path_copy_wide(empty.get(), room, 6));
+  EXPECT_FALSE(xp_path_copy_wide(path("C:\\ab").get(), room, 6)) << "no room to spare";
+  EXPECT_STREQ(reinterpret_cast<const char*>(room), reinterpret_cast<const char*>(u"as is"));
 }
 
 TEST(Path, RenderGivesTheWholeTextAndNoMore) {
