@@ -16,6 +16,7 @@ struct {
   uint32_t most_read;
   uint32_t most_written;
   int32_t handles;
+  bool failed;
 } state;
 
 std::vector<std::string> seen_names;
@@ -29,7 +30,10 @@ bool fails(file_slot slot) {
   slot_fault& fault = state.faults[slot];
   fault.calls++;
   if (fault.fails_at == 0) return false;
-  return fault.from_then_on ? fault.calls >= fault.fails_at : fault.calls == fault.fails_at;
+  const bool due =
+      fault.from_then_on ? fault.calls >= fault.fails_at : fault.calls == fault.fails_at;
+  state.failed |= due;
+  return due;
 }
 
 xp_file_status status_of(file_slot slot) {
@@ -166,6 +170,10 @@ void fault_files::shorten_reads(uint32_t most) {
 
 void fault_files::shorten_writes(uint32_t most) {
   state.most_written = most;
+}
+
+bool fault_files::failed() const {
+  return state.failed;
 }
 
 int32_t fault_files::calls(file_slot slot) const {

@@ -45,6 +45,8 @@ struct fault_files {
   void shorten_reads(uint32_t most);
   void shorten_writes(uint32_t most);
 
+  // Whether a call has failed by `fail`.
+  bool failed() const;
   // Calls of the slot since construction, failed ones, too.
   int32_t calls(file_slot slot) const;
   // Names given to open, remove, make_folder and find_first, in order, in UTF-8.

@@ -24,15 +24,6 @@ struct scripted_socket {
 
 std::vector<scripted_socket> sockets;
 
-// A connection that has failed once stays broken.
-bool must_fail() {
-  if (active->call_failed) return true;
-  if (active->fail_call < 0) return false;
-  if (active->fail_call-- > 0) return false;
-  active->call_failed = true;
-  return true;
-}
-
 scripted_socket* socket_of(xp_socket_handle handle) {
   if (handle < 0 || static_cast<size_t>(handle) >= sockets.size()) return nullptr;
   scripted_socket* socket = &sockets[static_cast<size_t>(handle)];
@@ -43,7 +34,7 @@ void net_start() {}
 
 xp_resolved* net_resolve(const char* host, const char* service) {
   active->lookups++;
-  if (!active->resolves || must_fail()) return nullptr;
+  if (!active->resolves || scripted_call_fails("resolve")) return nullptr;
   if (!host) active->last_listen = service;
   xp_resolved* list = nullptr;
   for (int i = 0; i < active->addresses; i++)
@@ -85,7 +76,7 @@ uint32_t net_address_parts(const void* address, uint8_t out[18]) {
 }
 
 xp_socket_handle net_create(const xp_resolved*) {
-  if (must_fail()) return XP_SOCKET_INVALID;
+  if (scripted_call_fails("create")) return XP_SOCKET_INVALID;
   sockets.push_back({});
   sockets.back().open = true;
   active->open++;
@@ -100,13 +91,13 @@ void net_close(xp_socket_handle handle) {
 }
 
 bool net_set_nonblocking(xp_socket_handle) {
-  return !must_fail();
+  return !scripted_call_fails("set_nonblocking");
 }
 
 void net_set_reuse_address(xp_socket_handle) {}
 
 xp_socket_error net_pending_error(xp_socket_handle handle) {
-  if (must_fail()) return XP_SOCKET_FAILED;
+  if (scripted_call_fails("pending_error")) return XP_SOCKET_FAILED;
   const scripted_socket* socket = socket_of(handle);
   return socket->peer && socket->peer->refused ? XP_SOCKET_FAILED : XP_SOCKET_OK;
 }
@@ -121,7 +112,7 @@ scripted_peer* next_peer() {
 
 // The first call starts the attempt, the second tells what became of it.
 xp_socket_error net_connect(xp_socket_handle handle, const xp_resolved* address) {
-  if (must_fail()) return XP_SOCKET_FAILED;
+  if (scripted_call_fails("connect")) return XP_SOCKET_FAILED;
   scripted_socket* socket = socket_of(handle);
   if (!socket->peer) {
     socket->peer = next_peer();
@@ -139,17 +130,17 @@ xp_socket_error net_connect(xp_socket_handle handle, const xp_resolved* address)
 }
 
 xp_socket_error net_bind(xp_socket_handle, const xp_resolved*) {
-  return must_fail() ? XP_SOCKET_FAILED : XP_SOCKET_OK;
+  return scripted_call_fails("bind") ? XP_SOCKET_FAILED : XP_SOCKET_OK;
 }
 
 xp_socket_error net_listen(xp_socket_handle handle, int32_t) {
-  if (must_fail()) return XP_SOCKET_FAILED;
+  if (scripted_call_fails("listen")) return XP_SOCKET_FAILED;
   socket_of(handle)->listening = true;
   return XP_SOCKET_OK;
 }
 
 xp_socket_error net_accept(xp_socket_handle, xp_socket_handle* out, void* address) {
-  if (must_fail()) return XP_SOCKET_FAILED;
+  if (scripted_call_fails("accept")) return XP_SOCKET_FAILED;
   scripted_peer* peer = next_peer();
   if (peer->refused || peer->unreachable) return XP_SOCKET_WOULD_BLOCK;
   peer->host = "accepted";
@@ -166,7 +157,8 @@ int32_t net_send(xp_socket_handle handle, const void* bytes, int32_t length,
                  xp_socket_error* error) {
   *error = XP_SOCKET_FAILED;
   scripted_socket* socket = socket_of(handle);
-  if (must_fail() || !socket || !socket->peer || socket->peer->send_fails) return -1;
+  if (scripted_call_fails("send") || !socket || !socket->peer || socket->peer->send_fails)
+    return -1;
   scripted_peer* peer = socket->peer;
   *error = XP_SOCKET_WOULD_BLOCK;
   if (peer->send_blocks) return -1;
@@ -189,7 +181,7 @@ peer_step* due_step(scripted_socket* socket) {
 int32_t net_recv(xp_socket_handle handle, void* buffer, int32_t length, xp_socket_error* error) {
   *error = XP_SOCKET_FAILED;
   scripted_socket* socket = socket_of(handle);
-  if (must_fail() || !socket || !socket->peer) return -1;
+  if (scripted_call_fails("recv") || !socket || !socket->peer) return -1;
   peer_step* step = due_step(socket);
   if (!step || (length == 0 && step->what != peer_step::RESET)) {
     *error = XP_SOCKET_WOULD_BLOCK;
@@ -225,7 +217,7 @@ int32_t wait_until(int64_t when, int32_t seconds, int32_t events) {
 
 int32_t net_wait(xp_socket_handle handle, uint32_t events, int32_t seconds) {
   scripted_socket* socket = socket_of(handle);
-  if (must_fail() || !socket) return -1;
+  if (scripted_call_fails("wait") || !socket) return -1;
   if (socket->listening) {
     const scripted_peer* peer = next_peer();
     return wait_until(peer->refused || peer->unreachable ? -1 : active->now, seconds,
@@ -244,12 +236,21 @@ int32_t net_wait(xp_socket_handle handle, uint32_t events, int32_t seconds) {
 }
 
 bool net_host_name(char* out, uint32_t size) {
-  if (must_fail()) return false;
+  if (scripted_call_fails("host_name")) return false;
   strncpy(out, "scripted", size);
   return true;
 }
 
 }  // namespace
+
+// A connection that has failed stays broken, unless the failure is a single one.
+bool scripted_call_fails(const char* slot) {
+  if (active->call_failed) return !active->fail_once;
+  if (active->fail_call < 0 || active->fail_call-- > 0) return false;
+  active->call_failed = true;
+  active->failed_call = slot;
+  return true;
+}
 
 scripted_net::scripted_net() {
   active = this;

@@ -77,9 +77,14 @@ struct scripted_net {
   int open = 0;              // sockets that aren't closed
   int lists = 0;             // address lists that aren't freed
   bool stuck = false;        // a wait without limit for something that never comes
-  int64_t fail_call = -1;    // this call (0: the next) and all behind it fail
+  int64_t fail_call = -1;    // this call (0: the next) fails ...
+  bool fail_once = false;    // ... alone, or else with all behind it
   bool call_failed = false;  // it has
+  std::string failed_call;   // the slot that it was, "tls ..." for those of the security service
   std::string last_listen;   // service of the last listening address
 
   fake_platform fake;
 };
+
+// Counts a call of the slot on the active network; true when it is one that fails.
+bool scripted_call_fails(const char* slot);

@@ -10,7 +10,7 @@ scripted_tls* active;
 char library_mark;
 
 bool tls_load(xp_tls_service* service) {
-  if (active->missing) return false;
+  if (active->missing || scripted_call_fails("tls load")) return false;
   service->library = &library_mark;
   active->alive++;
   return true;
@@ -46,7 +46,7 @@ void tls_free_certificate(xp_tls_certificate*) {
 bool tls_acquire(const xp_tls_service*, const xp_tls_credentials_request* request,
                  xp_tls_handle* credentials) {
   active->request = *request;
-  if (active->no_credentials) return false;
+  if (active->no_credentials || scripted_call_fails("tls acquire")) return false;
   credentials->lower = 1;
   active->alive++;
   return true;
@@ -100,6 +100,7 @@ xp_tls_status tls_step(const xp_tls_service*, xp_tls_handle* credentials, xp_tls
   EXPECT_EQ(credentials->lower, 1u);
   EXPECT_EQ(step->started, context->lower == 2);
   active->target = step->target ? step->target : "-";
+  if (scripted_call_fails("tls step")) return XP_TLS_REFUSED;
   xp_tls_status status = XP_TLS_CONTINUE;
   if (!step->bytes) {
     give_token(step, "<hello>");
@@ -131,12 +132,12 @@ void tls_free_token(const xp_tls_service*, xp_tls_token* token) {
 
 bool tls_sizes(const xp_tls_service*, xp_tls_handle*, xp_tls_sizes* out) {
   *out = {.header = 2, .trailer = 9, .maximum = 100};
-  return !active->no_sizes;
+  return !active->no_sizes && !scripted_call_fails("tls sizes");
 }
 
 // Uses one byte of the trailer only.
 xp_tls_status tls_seal(const xp_tls_service*, xp_tls_handle*, uint8_t* record, uint32_t sizes[3]) {
-  if (active->seal_fails) return XP_TLS_REFUSED;
+  if (active->seal_fails || scripted_call_fails("tls seal")) return XP_TLS_REFUSED;
   EXPECT_EQ(record[0] + record[1] + record[sizes[0] + sizes[1]], 0) << "room is zeroed";
   record[0] = 's';
   record[1] = static_cast<uint8_t>(sizes[1]);
@@ -148,6 +149,7 @@ xp_tls_status tls_seal(const xp_tls_service*, xp_tls_handle*, uint8_t* record, u
 xp_tls_status tls_open(const xp_tls_service*, xp_tls_handle*, uint8_t* bytes, uint32_t length,
                        xp_tls_piece pieces[4]) {
   active->opens++;
+  if (scripted_call_fails("tls open")) return XP_TLS_REFUSED;
   const uint32_t size = record_size(bytes, length);
   if (size == 0) return XP_TLS_INCOMPLETE;
   if (bytes[0] == 'c') return XP_TLS_EXPIRED;
@@ -164,7 +166,7 @@ xp_tls_status tls_open(const xp_tls_service*, xp_tls_handle*, uint8_t* bytes, ui
 
 bool tls_closing_token(const xp_tls_service*, xp_tls_handle*, xp_tls_handle*, bool, const char*,
                        xp_tls_token* token) {
-  if (active->no_closing_token) return false;
+  if (active->no_closing_token || scripted_call_fails("tls closing_token")) return false;
   xp_tls_step step = {};
   give_token(&step, "<bye>");
   *token = step.token;

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <string>
 
+#include "object/xp_trav.h"
 #include "paths/xp_file.h"
 
 temp_folder::temp_folder() : path(xp_path_temp_file()) {
@@ -52,11 +53,9 @@ std::string text_of(xp_path* path) {
   return text;
 }
 
-std::string content_of(xp_path* path) {
-  const xp_block<char16_t> wide(xp_path_to_wide(path));
-  const xp_file_ops* files = xp_platform->files;
+std::string content_of(const char16_t* path, const xp_file_ops* files) {
   xp_file_handle handle = 0;
-  if (files->open(wide.get(), XP_FILE_READ, XP_FILE_SHARE_READ | XP_FILE_SHARE_WRITE,
+  if (files->open(path, XP_FILE_READ, XP_FILE_SHARE_READ | XP_FILE_SHARE_WRITE,
                   XP_FILE_OPEN_EXISTING, &handle) != XP_FILE_OK)
     return "(none)";
   std::string content;
@@ -66,4 +65,20 @@ std::string content_of(xp_path* path) {
     content.append(buffer, done);
   files->close(handle);
   return content;
+}
+
+std::string content_of(xp_path* path) {
+  const xp_block<char16_t> wide(xp_path_to_wide(path));
+  return content_of(wide.get(), xp_platform->files);
+}
+
+std::map<std::string, std::string> files_below(xp_path* folder) {
+  std::map<std::string, std::string> files;
+  const size_t cut = text_of(folder).size() + 1;
+  xp_ref walk(xp_traversal_new(folder));
+  while (xp_ref item{xp_traversal_next(walk.get())}) {
+    auto* path = static_cast<xp_path*>(item.get());
+    if (xp_path_is_file(path) == XP_OK) files[text_of(path).substr(cut)] = content_of(path);
+  }
+  return files;
 }

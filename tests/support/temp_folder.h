@@ -1,6 +1,7 @@
 // A scratch folder for a test, made through the seam below the system's temporary folder.
 #pragma once
 
+#include <map>
 #include <string>
 
 #include "object/xp_ref.h"
@@ -32,3 +33,6 @@ std::string text_of(const xp_ref<T>& path) {
 }
 // A file's content, through the seam; "(none)" when it can't be opened.
 std::string content_of(xp_path* path);
+std::string content_of(const char16_t* path, const xp_file_ops* files);
+// All files below a folder: their paths from there, with backslashes, and their contents.
+std::map<std::string, std::string> files_below(xp_path* folder);
