@@ -11,6 +11,15 @@ temporary() { find "$(temp_folder)" -maxdepth 1 -name 'tmp*' 2>/dev/null | wc -l
 leaving() { # the record of the cached file NAME, by its last part, since temporary folders differ
   case $records in *"leaving installer at "*"\\Tallyport\\$1"*) ;; *) fail "no record of leaving $1: $records" ;; esac
 }
+seen_by_proxy() { # TEXT TIMES: so often in the proxy's log, which may lag, for this back end
+  local times
+  for _ in $(seq 40); do
+    times=$(tail -n "+$proxy_line" "$scratch/proxy.log" | grep -cF "$1")
+    [ "$times" = "$2" ] && return
+    sleep 0.05
+  done
+  fail "the proxy saw $1 $times times, not $2"
+}
 first_record() { printf '%s\n' "$records" | head -n 1 | cut -f 2-; }
 
 start_web_server "$scratch/www"
@@ -31,6 +40,7 @@ for back_end in ${RUVO_BACK_ENDS:-native wine}; do
   http=http://127.0.0.1:$http_port
   https=https://localhost:$https_port
   before=$(temporary)
+  proxy_line=$(($(cat "$scratch/proxy.log" 2>/dev/null | wc -l) + 1))
 
   it 'a package is fetched, cached and installed'
   run --url "$http/client.msi" --result -l2
@@ -57,6 +67,13 @@ for back_end in ${RUVO_BACK_ENDS:-native wine}; do
   run --url "$http/client.msi?x=1" --name setup --result
   expect_result 0
   expect_equal 'the cache' "$(cached)" 'client.msi setup'
+  rm -rf "$(cache_folder)"
+
+  it 'verifying alone leaves the file, too'
+  run --url "$http/client.msi" --result --verify -l2
+  expect_result 0
+  leaving client.msi
+  case $records in *install*completed*) fail "$records" ;; esac
   rm -rf "$(cache_folder)"
 
   it 'a container leaves itself, and not its package'
@@ -92,7 +109,8 @@ for back_end in ${RUVO_BACK_ENDS:-native wine}; do
   expect_equal 'the first record' "$(first_record)" "downloading installer from $http/client.msi using proxy 127.0.0.1:$proxy_port"
   run --url "$https/client.msi" --proxy "127.0.0.1:$proxy_port" --result
   expect_result 0
-  grep -q "CONNECT localhost:$https_port" "$scratch/proxy.log" || fail 'the proxy saw no tunnel'
+  seen_by_proxy "GET $http/client.msi " 1
+  seen_by_proxy "CONNECT localhost:$https_port " 1
   run --url "https://127.0.0.1:1/client.msi" --proxy "127.0.0.1:$proxy_port" --result
   expect_result -1098
 
@@ -100,13 +118,17 @@ for back_end in ${RUVO_BACK_ENDS:-native wine}; do
   printf '<plist><dict><key>proxy</key><false/></dict></plist>' >"$scratch/direct.plist"
   run --url "$http/client.msi" --proxy $none -X "$(as_argument "$scratch/direct.plist")" --result
   expect_result 0
-  if [ "$back_end" = native ]; then
-    printf '<plist><dict><key>proxy</key><true/></dict></plist>' >"$scratch/system.plist"
-    reg_set 'HKEY_LOCAL_MACHINE\SOFTWARE\Ruvo\Rehearsal' Proxy "127.0.0.1:$proxy_port"
-    run --url "$http/client.msi" -X "$scratch/system.plist" --result -l2
-    expect_result 0
-    expect_equal 'the first record' "$(first_record)" "downloading installer from $http/client.msi using proxy 127.0.0.1:$proxy_port"
-  fi
+  seen_by_proxy "GET $http/client.msi " 1
+  printf '<plist><dict><key>proxy</key><true/></dict></plist>' >"$scratch/system.plist"
+  set_system_proxy "https=$none;http=127.0.0.1:$proxy_port"
+  run --url "$http/client.msi" -X "$(as_argument "$scratch/system.plist")" --result -l2
+  expect_result 0
+  expect_equal 'the first record' "$(first_record)" "downloading installer from $http/client.msi using proxy 127.0.0.1:$proxy_port"
+  seen_by_proxy "GET $http/client.msi " 2
+  set_system_proxy "$none" '<local>;127.0.0.1'
+  run --url "$http/client.msi" -X "$(as_argument "$scratch/system.plist")" --result -l2
+  expect_result 0
+  expect_equal 'the first record' "$(first_record)" "downloading installer from $http/client.msi"
 
   it 'what goes wrong on the way has its code, and leaves no file'
   rm -rf "$(cache_folder)"
@@ -124,14 +146,7 @@ for back_end in ${RUVO_BACK_ENDS:-native wine}; do
   expect_equal 'the cache' "$(cached)" ''
   run --url "http://127.0.0.1:$broken_port/short.msi" --result -l1 # caught by the signature check
   expect_records 'invalid, incorrect, or missing signature'
-
-  if [ "$back_end" = native ]; then
-    it 'a silent server is given up after 30 seconds'
-    run --url "http://127.0.0.1:$broken_port/silent.msi" --result -l1
-    expect_result -199
-    expect_records 'failed to download installer (-199)'
-    expect_equal 'the cache' "$(cached)" short.msi
-  fi
+  expect_equal 'the cache' "$(cached)" short.msi # what is refused behind the download stays
 
   it 'what is installed already is not fetched'
   reg_set 'HKEY_LOCAL_MACHINE\Software\Rehearsal\Download' version 8.1
@@ -147,6 +162,24 @@ for back_end in ${RUVO_BACK_ENDS:-native wine}; do
   expect_file "$scratch/client.msi"
 
   fresh_machine
+done
+
+# All back ends wait at once.
+it 'a silent server is given up after 30 seconds, and nothing is left'
+waiting=()
+for back_end in ${RUVO_BACK_ENDS:-native wine}; do
+  (
+    use "$back_end"
+    SECONDS=0
+    run --url "http://127.0.0.1:$broken_port/silent.msi" --result -l1
+    [ $SECONDS -ge 29 ] || result="too early: $result"
+    printf '%s %s cache: %s\n' "$result" "${records#*$'\t'}" "$(cached)" >"$scratch/silent.$back_end"
+  ) &
+  waiting+=($!)
+done
+wait "${waiting[@]}"
+for back_end in ${RUVO_BACK_ENDS:-native wine}; do
+  expect_equal 'the end' "$(cat "$scratch/silent.$back_end")" '-199 failed to download installer (-199) cache: '
 done
 
 finish

@@ -9,6 +9,7 @@
 #   reg_set KEY NAME VALUE     a text value; KEY is HKEY_LOCAL_MACHINE\... (the key is made)
 #   reg_get KEY NAME           its text, nothing when absent
 #   reg_drop KEY               the key and what is below it
+#   set_system_proxy [LIST [BYPASS]]   the computer's own proxies; without arguments none
 #   package OPTION... NAME     a package in $scratch (tests/support/make_package.sh), signed for $back_end
 #   as_argument FILE           the file's path as the program is given it
 #
@@ -162,6 +163,28 @@ reg_drop() {
   fi
 }
 
+set_system_proxy() {
+  local key
+  if [ "$back_end" = native ]; then
+    key='HKEY_LOCAL_MACHINE\SOFTWARE\Ruvo\Rehearsal'
+    reg_drop "$key"
+    [ $# = 0 ] && return
+    reg_set "$key" Proxy "$1"
+    reg_set "$key" ProxyBypass "${2:-}"
+    return
+  fi
+  key='HKLM\Software\Microsoft\Windows\CurrentVersion\Internet Settings\Connections'
+  if [ $# = 0 ]; then
+    in_wine wine reg delete "$key" /v WinHttpSettings /f /reg:64 >/dev/null 2>&1
+    return
+  fi
+  # What WinHTTP keeps: size, flags, "named proxy", then each text behind its length.
+  local blob
+  blob=$(printf "$(little 24)$(little 0)$(little 3)$(little ${#1})%s$(little "$(printf %s "${2:-}" | wc -c)")%s" "$1" "${2:-}" |
+    xxd -p | tr -d '\n')
+  in_wine wine reg add "$key" /v WinHttpSettings /t REG_BINARY /d "$blob" /f /reg:64 >/dev/null 2>&1
+}
+
 settings_key='HKEY_LOCAL_MACHINE\System\CurrentControlSet\Services\Tallyport\Settings'
 
 # ---- the computer ----------------------------------------------------------------------------
@@ -202,6 +225,7 @@ fresh_machine() {
     done
     reg_drop 'HKEY_LOCAL_MACHINE\System\CurrentControlSet\Services\Tallyport'
     reg_drop 'HKEY_LOCAL_MACHINE\Software\Rehearsal'
+    set_system_proxy
     rm -rf "$(cache_folder)"
   fi
   trust_root
