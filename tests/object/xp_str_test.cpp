@@ -80,27 +80,6 @@ TEST(Str, UnescapeResolvesEachSequence) {
     EXPECT_EQ(unescaped(row.text), row.result) << row.text;
 }
 
-TEST(Text, CompareFastPathAndLocalePathAgreeWhereBothApply) {
-  EXPECT_EQ(xp_text_compare("abc", -1, "ABD", -1, 0), -1);
-  EXPECT_EQ(xp_text_compare("abc", -1, "ABC", -1, 0), 0);
-  EXPECT_EQ(xp_text_compare("abc", -1, "ABC", -1, 1), 1);  // case counts: by byte
-  EXPECT_EQ(xp_text_compare("ab", -1, "abc", -1, 0), -1);
-  EXPECT_EQ(xp_text_compare("", -1, "", -1, 0), 0);
-  EXPECT_EQ(xp_text_compare("a<b", -1, "A<B", -1, 0), 0);
-  EXPECT_EQ(xp_text_compare("\xC3\xA4", -1, "z", -1, 0), -1);  // a-umlaut before z by the locale
-  EXPECT_EQ(xp_text_compare("\xC3\x84", -1, "\xC3\xA4", -1, 0), 0);
-  const std::string long_text(100, '<');
-  EXPECT_EQ(xp_text_compare(long_text.c_str(), -1, long_text.c_str(), 100, 0), 0);
-}
-
-TEST(Text, CompareIsSmallerWhenMemoryIsOut) {
-  const std::string long_text(100, '<');
-  heap_watch watch;
-  watch.fail_after(0);
-  EXPECT_EQ(xp_text_compare(long_text.c_str(), -1, long_text.c_str(), -1, 0), -1);
-  EXPECT_EQ(watch.live(), 0);
-}
-
 TEST(Text, ByteCompareByTheSignsOfTheLengths) {
   EXPECT_EQ(xp_text_compare_bytes("abc", 3, "abc", -1), 0);
   EXPECT_EQ(xp_text_compare_bytes("abc", 3, "abcd", -1), -1);
