@@ -2,7 +2,9 @@
 
 #include <string.h>
 
-#include "object/xp_lanes.h"
+#include <bit>
+
+#include "object/xp_blocks.h"
 #include "object/xp_str.h"
 
 namespace {
@@ -125,50 +127,78 @@ int32_t find_in_list(const char* text, int32_t length, int32_t start, const char
   return find_marked(text, length, start, table);
 }
 
-// Lists of up to LANES_LIST bytes, spread out for compares with sixteen bytes of text at a time.
-constexpr int32_t LANES_LIST = 8;
+// The same for a text so short that a table would take longer.
+int32_t find_in_short(const char* text, int32_t length, int32_t start, const char* set,
+                      int32_t set_length) {
+  for (int32_t i = start; i < length; i++)
+    for (int32_t k = 0; k < set_length; k++)
+      if (text[i] == set[k]) return i;
+  return -1;
+}
 
-struct lanes_list {
-  xp_lanes bytes[LANES_LIST];
+#if defined(__x86_64__)
+
+// The same by blocks, for lists of COUNT bytes.
+template <int32_t COUNT>
+struct block_list {
+  xp_block_lanes bytes[COUNT];
 };
 
-// COUNT is 4 or 8; what a shorter list leaves open repeats its first byte.
 template <int32_t COUNT>
-lanes_list spread_list(const char* set, int32_t set_length) {
-  lanes_list list;
-  for (int32_t k = 0; k < COUNT; k++)
-    list.bytes[k] = xp_lanes_of(set[k < set_length ? k : 0]);
-  return list;
-}
-
-template <int32_t COUNT>
-xp_lane_mask lanes_in_list(xp_lanes lanes, const lanes_list& list) {
-  xp_lane_mask found = lanes == list.bytes[0];
+XP_AVX2 inline uint32_t found_in(const char* text, const block_list<COUNT>& list) {
+  const xp_block_lanes lanes = xp_block_at(text);
+  xp_block_mask found = lanes == list.bytes[0];
+#pragma GCC unroll 8
   for (int32_t k = 1; k < COUNT; k++)
     found |= lanes == list.bytes[k];
-  return found;
+  return xp_block_bits(found);
 }
 
-// The first byte of [start, length) that is in the list, or -1.
+// For texts of at least a block, and those at which a block can be read.
 template <int32_t COUNT>
-int32_t find_by_lanes(const char* text, int32_t length, int32_t start, const char* set,
-                      int32_t set_length) {
-  const lanes_list list = spread_list<COUNT>(set, set_length);
+XP_AVX2 int32_t find_by_blocks(const char* text, int32_t length, int32_t start, const char* set) {
+  constexpr auto SIZE = static_cast<int32_t>(XP_BLOCK);
+  block_list<COUNT> list;
+#pragma GCC unroll 8
+  for (int32_t k = 0; k < COUNT; k++)  // unrolled, the list has registers of its own
+    list.bytes[k] = xp_block_lanes{} + static_cast<uint8_t>(set[k]);
   int32_t i = start;
-  for (; length - i >= 4 * XP_LANES; i += 4 * XP_LANES) {
-    xp_lane_mask found = {};
-    for (int32_t k = 0; k < 4; k++)
-      found |= lanes_in_list<COUNT>(xp_lanes_at(text + i + k * XP_LANES), list);
-    if (xp_lanes_any(found)) break;
-  }
-  for (; length - i >= XP_LANES; i += XP_LANES) {
-    const int32_t first = xp_lanes_first(lanes_in_list<COUNT>(xp_lanes_at(text + i), list));
-    if (first < XP_LANES) return i + first;
-  }
-  // The zeros behind the rest are in no list: a list ends at its NUL.
-  const xp_lanes rest = xp_lanes_of_short(text + i, static_cast<uint32_t>(length - i));
-  const int32_t first = xp_lanes_first(lanes_in_list<COUNT>(rest, list));
-  return first < XP_LANES ? i + first : -1;
+  for (; length - i >= SIZE; i += SIZE)
+    if (const uint32_t found = found_in(text + i, list)) return i + std::countr_zero(found);
+  if (i == length) return -1;
+  // The last block ends with the text and begins among bytes that aren't in the list.
+  if (i > start) i = length - SIZE;
+  const uint32_t found = found_in(text + i, list);
+  const int32_t at = i + std::countr_zero(found);
+  return found && at < length ? at : -1;
+}
+
+using block_finder = int32_t (*)(const char* text, int32_t length, int32_t start, const char* set);
+
+// By the length of the list, less 1.
+constexpr block_finder block_finders[] = {
+    find_by_blocks<1>, find_by_blocks<2>, find_by_blocks<3>, find_by_blocks<4>,
+    find_by_blocks<5>, find_by_blocks<6>, find_by_blocks<7>, find_by_blocks<8>,
+};
+constexpr int32_t LONGEST_BLOCK_LIST = sizeof(block_finders) / sizeof(block_finders[0]);
+
+#endif
+
+// These two are kept out of xp_text_find_set, which for most texts has less to do than to save
+// registers for them.
+[[gnu::noinline]] int32_t find_in_measured(const char* text, const char* set, int32_t start) {
+  return xp_text_find_set(text, xp_text_length(text), set, start);
+}
+
+[[gnu::noinline]] int32_t find_by_table(const char* text, int32_t length, int32_t start,
+                                        const char* set) {
+  const int32_t set_length = xp_text_length(set);
+  if (set_length >= 3 && set[0] == '[' && set[set_length - 1] == ']')
+    return find_in_brackets(text, length, start, set, set_length);
+  const int64_t compares = static_cast<int64_t>(set_length) * length;
+  return compares > length + static_cast<int64_t>(TABLE_SIZE) + set_length
+             ? find_in_list(text, length, start, set, set_length)
+             : find_in_short(text, length, start, set, set_length);
 }
 
 }  // namespace
@@ -189,14 +219,14 @@ int32_t xp_charset_compile(const char* items, int32_t length, int32_t case_sensi
 }
 
 int32_t xp_text_find_set(const char* text, int32_t length, const char* set, int32_t start) {
-  if (!text) return -1;
-  if (length < 0) length = xp_text_length(text);
-  const int32_t set_length = xp_text_length(set);
-  if (set_length == 0 || start < 0 || start >= length) return -1;
-  if (set_length >= 3 && set[0] == '[' && set[set_length - 1] == ']')
-    return find_in_brackets(text, length, start, set, set_length);
-  if (set_length <= 4) return find_by_lanes<4>(text, length, start, set, set_length);
-  if (set_length <= LANES_LIST)
-    return find_by_lanes<LANES_LIST>(text, length, start, set, set_length);
-  return find_in_list(text, length, start, set, set_length);
+  if (!text || !set || !set[0]) return -1;
+  if (length < 0) return find_in_measured(text, set, start);
+  if (start < 0 || start >= length) return -1;
+#if defined(__x86_64__)
+  if (set[0] != '[' && xp_has_blocks() &&
+      (length - start >= static_cast<int32_t>(XP_BLOCK) || xp_block_readable(text + start)))
+    for (int32_t count = 1; count <= LONGEST_BLOCK_LIST; count++)
+      if (!set[count]) return block_finders[count - 1](text, length, start, set);
+#endif
+  return find_by_table(text, length, start, set);
 }

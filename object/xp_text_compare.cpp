@@ -4,6 +4,7 @@
 
 #include <bit>
 
+#include "object/xp_blocks.h"
 #include "object/xp_ref.h"
 #include "object/xp_str.h"
 
@@ -47,8 +48,6 @@ struct wide_text {
 
 // ---- by bytes ----------------------------------------------------------------------------------
 
-constexpr uint32_t BLOCK = 32;
-
 // The rank of a byte that only the locale can order.
 constexpr uint8_t NOT_SIMPLE = 0x80;
 
@@ -57,13 +56,13 @@ constexpr uint8_t NOT_SIMPLE = 0x80;
 // rare. Its numbers stand in every byte of a block, in memory: as constants they would be made in
 // registers again for each short text.
 struct case_rule {
-  uint8_t compared[BLOCK];
-  uint8_t fold[BLOCK];  // capitals to small letters
+  uint8_t compared[XP_BLOCK];
+  uint8_t fold[XP_BLOCK];  // capitals to small letters
   // Bytes of a range: byte + shift > low, of signed numbers.
-  uint8_t letter_shift[BLOCK];
-  uint8_t letter_low[BLOCK];
-  uint8_t other_shift[BLOCK];
-  uint8_t other_low[BLOCK];
+  uint8_t letter_shift[XP_BLOCK];
+  uint8_t letter_low[XP_BLOCK];
+  uint8_t other_shift[XP_BLOCK];
+  uint8_t other_low[XP_BLOCK];
   uint8_t rank[256];
   bool ignore_case;
 };
@@ -71,7 +70,7 @@ struct case_rule {
 consteval case_rule make_rule(bool ignore_case) {
   case_rule rule = {};
   rule.ignore_case = ignore_case;
-  for (uint32_t k = 0; k < BLOCK; k++) {
+  for (uint32_t k = 0; k < XP_BLOCK; k++) {
     rule.compared[k] = ignore_case ? 0xDF : 0xFF;
     rule.fold[k] = 0x20;
     rule.letter_shift[k] = 0x7F - 'z';
@@ -141,81 +140,50 @@ uint32_t walk_bytes(const compared& texts, uint32_t at, uint32_t end, const case
 
 #if defined(__x86_64__)
 
-#define AVX2_TARGET __attribute__((target("avx2,bmi")))
-
-using lanes = uint8_t __attribute__((vector_size(BLOCK)));
-using lane_mask = int8_t __attribute__((vector_size(BLOCK)));
-
-AVX2_TARGET inline lanes lanes_at(const void* bytes) {
-  lanes block;
-  memcpy(&block, bytes, sizeof(block));
-  return block;
-}
-
 // A case rule in registers.
 struct lane_rule {
-  lanes compared;
-  lanes fold;
-  lanes letter_shift;
-  lane_mask letter_low;
-  lanes other_shift;
-  lane_mask other_low;
+  xp_block_lanes compared;
+  xp_block_lanes fold;
+  xp_block_lanes letter_shift;
+  xp_block_mask letter_low;
+  xp_block_lanes other_shift;
+  xp_block_mask other_low;
 };
 
-AVX2_TARGET inline lane_rule lane_rule_of(const case_rule& rule) {
-  return {.compared = lanes_at(rule.compared),
-          .fold = lanes_at(rule.fold),
-          .letter_shift = lanes_at(rule.letter_shift),
-          .letter_low = reinterpret_cast<lane_mask>(lanes_at(rule.letter_low)),
-          .other_shift = lanes_at(rule.other_shift),
-          .other_low = reinterpret_cast<lane_mask>(lanes_at(rule.other_low))};
+XP_AVX2 inline lane_rule lane_rule_of(const case_rule& rule) {
+  return {.compared = xp_block_at(rule.compared),
+          .fold = xp_block_at(rule.fold),
+          .letter_shift = xp_block_at(rule.letter_shift),
+          .letter_low = reinterpret_cast<xp_block_mask>(xp_block_at(rule.letter_low)),
+          .other_shift = xp_block_at(rule.other_shift),
+          .other_low = reinterpret_cast<xp_block_mask>(xp_block_at(rule.other_low))};
 }
 
 // A bit for each byte of a block that a walk doesn't pass.
-AVX2_TARGET inline uint32_t stops(lanes a, lanes b, const lane_rule& rule) {
-  using chars = char __attribute__((vector_size(BLOCK)));
-  const lane_mask same = ((a ^ b) & rule.compared) == lanes{};
-  const lane_mask letters =
-      reinterpret_cast<lane_mask>((a | rule.fold) + rule.letter_shift) > rule.letter_low;
+XP_AVX2 inline uint32_t stops(xp_block_lanes a, xp_block_lanes b, const lane_rule& rule) {
+  const xp_block_mask same = ((a ^ b) & rule.compared) == xp_block_lanes{};
+  const xp_block_mask letters =
+      reinterpret_cast<xp_block_mask>((a | rule.fold) + rule.letter_shift) > rule.letter_low;
   // What is the same but for the bit of a letter's case is the same where both have that bit.
-  const lane_mask others = reinterpret_cast<lane_mask>((a & b) + rule.other_shift) > rule.other_low;
-  const lane_mask passed = same & (letters | others);
-  return ~static_cast<uint32_t>(__builtin_ia32_pmovmskb256(reinterpret_cast<chars>(passed)));
-}
-
-constexpr uint32_t SMALLEST_PAGE = 4096;
-
-inline uint32_t offset_in_page(const char* text) {
-  return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(text)) % SMALLEST_PAGE;
-}
-
-// Whether a block can be read at an address that holds a byte of text: a page that can be read at
-// one address can be read to its end, wherever the text ends.
-inline bool block_readable(const char* text) {
-  return offset_in_page(text) <= SMALLEST_PAGE - BLOCK;
+  const xp_block_mask others =
+      reinterpret_cast<xp_block_mask>((a & b) + rule.other_shift) > rule.other_low;
+  const xp_block_mask passed = same & (letters | others);
+  return ~xp_block_bits(passed);
 }
 
 // The first position from `at` on at which a walk stops: at a byte that it doesn't pass, or before
-// a block that would leave the page of one of the texts. Nothing is called while vectors are in
-// use, so that none is saved on the stack: 64-bit Windows aligns that to 16 bytes only.
-AVX2_TARGET inline uint32_t walk_blocks(const compared& texts, uint32_t at, uint32_t common,
-                                        const case_rule& rule) {
-  const uint32_t a_offset = offset_in_page(texts.a + at);
-  const uint32_t b_offset = offset_in_page(texts.b + at);
-  const uint32_t end = at + SMALLEST_PAGE - (a_offset > b_offset ? a_offset : b_offset);
+// a block that would leave the page of one of the texts.
+XP_AVX2 inline uint32_t walk_blocks(const compared& texts, uint32_t at, uint32_t common,
+                                    const case_rule& rule) {
+  const uint32_t a_left = xp_block_left_in_page(texts.a + at);
+  const uint32_t b_left = xp_block_left_in_page(texts.b + at);
+  const uint32_t end = at + (a_left < b_left ? a_left : b_left);
   const lane_rule in_registers = lane_rule_of(rule);
-  for (; at < common && at + BLOCK <= end; at += BLOCK)
-    if (const uint32_t found = stops(lanes_at(texts.a + at), lanes_at(texts.b + at), in_registers))
+  for (; at < common && at + XP_BLOCK <= end; at += XP_BLOCK)
+    if (const uint32_t found =
+            stops(xp_block_at(texts.a + at), xp_block_at(texts.b + at), in_registers))
       return at + static_cast<uint32_t>(std::countr_zero(found));
   return at;
-}
-
-bool has_blocks() {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  return false;  // bytes behind a text are read
-#else
-  return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi");
-#endif
 }
 
 #endif
@@ -228,7 +196,7 @@ bool has_blocks() {
   const uint32_t common = common_length(texts);
   for (uint32_t end = at; at == end && at < common;) {
 #if defined(__x86_64__)
-    if (has_blocks()) at = walk_blocks(texts, at, common, rule);
+    if (xp_has_blocks()) at = walk_blocks(texts, at, common, rule);
 #endif
     end = at < common && common - at > STEP ? at + STEP : common;
     at = walk_bytes(texts, at, end, rule);
@@ -249,19 +217,19 @@ inline int32_t conclude(const compared& texts, const case_rule& rule, uint32_t a
   return result;
 }
 
-[[gnu::noinline]] AVX2_TARGET int32_t compare_long(const char* a, int32_t a_length, const char* b,
-                                                   int32_t b_length, const case_rule& rule) {
+[[gnu::noinline]] XP_AVX2 int32_t compare_long(const char* a, int32_t a_length, const char* b,
+                                               int32_t b_length, const case_rule& rule) {
   const compared texts = {a, b, a_length, b_length};
-  return conclude(texts, rule, walk_blocks(texts, BLOCK, common_length(texts), rule));
+  return conclude(texts, rule, walk_blocks(texts, XP_BLOCK, common_length(texts), rule));
 }
 
 // Most texts are apart within their first block.
-AVX2_TARGET int32_t compare_blocks(const char* a, int32_t a_length, const char* b, int32_t b_length,
-                                   const case_rule& rule) {
+XP_AVX2 int32_t compare_blocks(const char* a, int32_t a_length, const char* b, int32_t b_length,
+                               const case_rule& rule) {
   const compared texts = {a, b, a_length, b_length};
-  if (common_length(texts) == 0 || !block_readable(a) || !block_readable(b))
+  if (common_length(texts) == 0 || !xp_block_readable(a) || !xp_block_readable(b))
     return compare_from(a, a_length, b, b_length, rule, 0);
-  const uint32_t found = stops(lanes_at(a), lanes_at(b), lane_rule_of(rule));
+  const uint32_t found = stops(xp_block_at(a), xp_block_at(b), lane_rule_of(rule));
   if (!found) return compare_long(a, a_length, b, b_length, rule);
   return conclude(texts, rule, static_cast<uint32_t>(std::countr_zero(found)));
 }
@@ -276,7 +244,7 @@ int32_t xp_text_compare(const char* a, int32_t a_length, const char* b, int32_t 
   if (!a) a_length = 0;
   if (!b) b_length = 0;
 #if defined(__x86_64__)
-  if (has_blocks()) return compare_blocks(a, a_length, b, b_length, rule);
+  if (xp_has_blocks()) return compare_blocks(a, a_length, b, b_length, rule);
 #endif
   return compare_from(a, a_length, b, b_length, rule, 0);
 }

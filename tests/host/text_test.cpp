@@ -2,6 +2,7 @@
 #include <string.h>
 #include <sys/mman.h>
 
+#include "object/xp_charset.h"
 #include "object/xp_str.h"
 
 namespace {
@@ -15,9 +16,7 @@ class PageEnd : public ::testing::Test {
     ASSERT_NE(pages, MAP_FAILED);
     ASSERT_EQ(mprotect(pages + PAGE, PAGE, PROT_NONE), 0);
   }
-  void TearDown() override {
-    munmap(pages, 2 * PAGE);
-  }
+  void TearDown() override { munmap(pages, 2 * PAGE); }
 
   // A text whose NUL, or whose last byte, is the last that can be read.
   char* text_at_end(size_t length, bool with_nul) {
@@ -44,6 +43,16 @@ TEST_F(PageEnd, ComparesReadNothingBehindATextsPage) {
     const char* text = text_at_end(length, false);
     EXPECT_EQ(xp_text_compare(text, counted, other, counted, 0), 0) << length;
     EXPECT_EQ(xp_text_compare(other, -1, text, counted, 0), 1) << length;
+  }
+}
+
+TEST_F(PageEnd, SearchesReadNothingBehindATextsPage) {
+  for (size_t length = 1; length < 100; length++) {
+    const auto counted = static_cast<int32_t>(length);
+    char* text = text_at_end(length, false);
+    EXPECT_EQ(xp_text_find_set(text, counted, "xyz", 0), -1) << length;
+    text[length - 1] = 'z';
+    EXPECT_EQ(xp_text_find_set(text, counted, "xyz", 0), counted - 1) << length;
   }
 }
 
