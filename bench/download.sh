@@ -40,7 +40,7 @@ server=$!
 trap 'kill $server; wait $server || true; rm -rf "$work"' EXIT
 until curl -sko /dev/null "https://127.0.0.1:$tls/small"; do sleep 0.1; done
 
-# The two commands run in turn, so that both meet the same load.
+# The two commands run in turn, each first every other time, so that both meet the same load.
 python3 - "$runs" "$size" "$build/fetch" "$work" "http://127.0.0.1:$plain/file" \
   "https://127.0.0.1:$tls/file" <<'PYTHON'
 import os, resource, statistics, subprocess, sys, time
@@ -50,7 +50,7 @@ for name, url in (("plain", sys.argv[5]), ("TLS", sys.argv[6])):
                 "curl": ["curl", "-sk", "-o", work + "/out", url]}
     taken = {key: [] for key in commands}
     for run in range(runs):
-        for key, command in commands.items():
+        for key, command in sorted(commands.items(), reverse=run % 2 == 0):
             if os.path.exists(work + "/out"):
                 os.remove(work + "/out")
             before = resource.getrusage(resource.RUSAGE_CHILDREN)

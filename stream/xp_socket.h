@@ -86,10 +86,12 @@ struct xp_socket : xp_stream {
   uint32_t header_size;
   uint32_t trailer_size;
   uint32_t maximum_message;
-  uint32_t plain_count;    // decrypted bytes at the front of `record_buffer`
+  uint32_t plain_count;    // decrypted bytes in `record_buffer`
   uint32_t record_count;   // all bytes in `record_buffer`, the plain ones included
   uint8_t* record_buffer;  // XP_TLS_RECORD_BUFFER bytes
   uint8_t* send_buffer;    // room for one sealed record
+  uint32_t plain_at;       // where the decrypted bytes begin in `record_buffer`
+  uint32_t sealed_at;      // where those begin that are to be decrypted
 };
 
 // A closed socket for an `xstr` in the forms of xp_socket_name.h, or for the host of an `xurl`.

@@ -82,6 +82,7 @@ void free_record_buffer(xp_socket* socket) {
   xp_heap_free(socket->record_buffer);
   socket->record_buffer = nullptr;
   socket->record_count = socket->plain_count = 0;
+  socket->plain_at = socket->sealed_at = 0;
 }
 
 void free_credentials(xp_socket* socket) {
@@ -185,20 +186,23 @@ int32_t seal_piece(xp_socket* socket, const uint8_t* bytes, uint32_t length) {
   return xp_socket_send_all(socket, record, static_cast<int32_t>(sizes[0] + sizes[1] + sizes[2]));
 }
 
-// Gathers the pieces at the front: decrypted bytes first, then what lay behind the record.
+// Takes over the pieces that a record became: decrypted bytes, then what lay behind the record.
+// They stay where they are, as far as pieces of one kind lie one behind the other.
 void gather(xp_socket* socket, const xp_tls_piece pieces[4]) {
   socket->record_count = 0;
+  uint32_t sealed_count = 0;
   for (int i = 0; i < 4; i++) {
     const xp_tls_piece& piece = pieces[i];
     if (piece.length == 0) continue;
-    uint32_t at = socket->record_count;
-    if (piece.kind == XP_TLS_PIECE_DATA)
-      at = socket->plain_count;
-    else if (piece.kind != XP_TLS_PIECE_EXTRA)
-      continue;
-    if (socket->record_buffer + at != piece.bytes)
-      memmove(socket->record_buffer + at, piece.bytes, piece.length);
-    if (piece.kind == XP_TLS_PIECE_DATA) socket->plain_count += piece.length;
+    const bool plain = piece.kind == XP_TLS_PIECE_DATA;
+    if (!plain && piece.kind != XP_TLS_PIECE_EXTRA) continue;
+    uint32_t& at = plain ? socket->plain_at : socket->sealed_at;
+    uint32_t& count = plain ? socket->plain_count : sealed_count;
+    if (count == 0)
+      at = static_cast<uint32_t>(piece.bytes - socket->record_buffer);
+    else
+      memmove(socket->record_buffer + at + count, piece.bytes, piece.length);
+    count += piece.length;
     socket->record_count += piece.length;
   }
 }
@@ -208,8 +212,9 @@ enum open_outcome { OPENED, NEEDS_MORE, CLOSED, BROKEN };
 // Opens the record at the front.
 open_outcome open_record(xp_socket* socket) {
   xp_tls_piece pieces[4] = {};
-  const xp_tls_status status = security()->open(
-      &socket->service, &socket->context, socket->record_buffer, socket->record_count, pieces);
+  const xp_tls_status status =
+      security()->open(&socket->service, &socket->context,
+                       socket->record_buffer + socket->sealed_at, socket->record_count, pieces);
   if (status == XP_TLS_OK) {
     gather(socket, pieces);
     return OPENED;
@@ -221,6 +226,8 @@ open_outcome open_record(xp_socket* socket) {
 }
 
 int32_t receive_more(xp_socket* socket, int32_t wait) {
+  memmove(socket->record_buffer, socket->record_buffer + socket->sealed_at, socket->record_count);
+  socket->sealed_at = 0;
   if (wait == 0) return receive_record_bytes(socket);
   const int32_t got = xp_socket_receive_within(
       socket, socket->record_buffer + socket->record_count,
@@ -290,10 +297,10 @@ int32_t xp_tls_read(xp_socket* socket, void* buffer, int32_t length, int32_t wai
   if (wait != 0) return static_cast<int32_t>(socket->plain_count);
   const uint32_t wanted = length > 0 ? static_cast<uint32_t>(length) : 0;
   const uint32_t count = socket->plain_count < wanted ? socket->plain_count : wanted;
-  memcpy(buffer, socket->record_buffer, count);
+  memcpy(buffer, socket->record_buffer + socket->plain_at, count);
+  socket->plain_at += count;
   socket->plain_count -= count;
   socket->record_count -= count;
-  memmove(socket->record_buffer, socket->record_buffer + count, socket->record_count);
   return static_cast<int32_t>(count);
 }
 
