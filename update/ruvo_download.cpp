@@ -29,6 +29,8 @@ xp_http* new_client(xp_str* url, xp_str* proxy) {
   http->proxy = xp_retain(proxy);
   http->connect_timeout = http->receive_timeout = http->send_timeout = TIMEOUT_SECONDS;
   http->request_headers = dict_of("User-Agent", xp_str_new_constant("Tallyport/8.0.0.0"));
+  // Without its URL the client would ask a proxy for nothing, and take the answer for an installer.
+  if (!http->url && !xp_str_is_empty(url)) return nullptr;
   if (!http->decoders || !http->request_headers) return nullptr;
   return http.take();
 }

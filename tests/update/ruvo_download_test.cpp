@@ -115,32 +115,4 @@ TEST(RuvoDownload, FailsWithoutAUrlOrAPath) {
   EXPECT_EQ(ruvo_download(url.get(), nullptr, nullptr), XP_E_STREAM);
 }
 
-TEST(RuvoDownload, SurvivesEveryFailedAllocation) {
-  const installer_file file;
-  sweep_allocations([&](heap_watch& watch) {
-    scripted_net net;
-    net.add(gzip_response);
-    const int32_t result = download("http://h/a.msi", "p:1", file);
-    ASSERT_TRUE(result == 0 || (watch.failed() && result < 0)) << result;
-  });
-}
-
-TEST(RuvoDownload, SurvivesEveryFailedSocketCall) {
-  for (int64_t call = 0;; call++) {
-    scripted_net net;
-    net.add().drip(gzip_response, 30, 1).end();
-    net.fail_call = call;
-    const installer_file file;
-    const int32_t result = download("http://h/a.msi", nullptr, file);
-    if (!net.call_failed) {
-      EXPECT_EQ(result, 0);
-      EXPECT_GT(call, 10);
-      return;
-    }
-    ASSERT_LT(call, 1000);
-    // The peer's last bytes may have come before the call that failed.
-    EXPECT_TRUE(result < 0 || file.content() == "hello") << call << ": " << result;
-  }
-}
-
 }  // namespace
