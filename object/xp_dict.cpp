@@ -69,7 +69,7 @@ consteval uint32_t power(uint32_t exponent) {
 // hash = hash * 33 + byte for each byte. Eight bytes a step: their products don't wait for each
 // other.
 template <uint32_t (*at)(const char*, uint32_t)>
-uint32_t hash_bytes(const char* bytes, uint32_t length) {
+inline uint32_t hash_bytes(const char* bytes, uint32_t length) {
   uint32_t hash = 5381;
   uint32_t i = 0;
   for (; i + 8 <= length; i += 8) {
@@ -148,22 +148,26 @@ uint32_t dict_hash(const xp_dict* dict, const char* bytes, uint32_t length) {
                                       : hash_bytes<byte_at>(bytes, length);
 }
 
-bool node_matches(const xp_dict_node* node, const dict_key& key, bool nocase) {
+bool node_matches(const xp_dict_node* node, dict_key key, bool nocase) {
   if (node->key_length != key.length) return false;
   return nocase ? equal_nocase(node->key, key.bytes, key.length)
                 : equal_bytes(node->key, key.bytes, key.length);
 }
 
 template <bool NOCASE>
-xp_dict_node** dict_find_as(xp_dict* dict, const dict_key& key, uint32_t hash) {
+xp_dict_node** dict_find_as(xp_dict* dict, dict_key key, uint32_t hash) {
   xp_dict_node** place = &dict->buckets[hash & (dict->bucket_count - 1)];
-  while (*place && !node_matches(*place, key, NOCASE))
-    place = &(*place)->next;
+  for (xp_dict_node* node = *place; node; node = *place) {
+    // In a long chain the next node comes near while this one is compared.
+    __builtin_prefetch(node->next);
+    if (node_matches(node, key, NOCASE)) break;
+    place = &node->next;
+  }
   return place;
 }
 
 // The place that points at the key's node, or at the null that ends its chain.
-xp_dict_node** dict_find(xp_dict* dict, const dict_key& key, uint32_t hash) {
+xp_dict_node** dict_find(xp_dict* dict, dict_key key, uint32_t hash) {
   return dict->flags & XP_DICT_NOCASE ? dict_find_as<true>(dict, key, hash)
                                       : dict_find_as<false>(dict, key, hash);
 }
@@ -222,7 +226,7 @@ xp_dict_node* dict_take_node(xp_dict* dict, uint32_t key_length) {
   return dict_carve(dict, key_length);
 }
 
-int32_t dict_insert(xp_dict* dict, const dict_key& key, uint32_t hash, xp_object* value) {
+int32_t dict_insert(xp_dict* dict, dict_key key, uint32_t hash, xp_object* value) {
   xp_dict_node* node = dict_take_node(dict, key.length);
   if (!node) return -1;
   xp_dict_node** head = &dict->buckets[hash & (dict->bucket_count - 1)];
@@ -255,7 +259,7 @@ void dict_replace(xp_dict* dict, xp_dict_node* node, xp_object* value) {
 }
 
 // Takes the caller's reference over when the result is 0.
-int32_t dict_store(xp_dict* dict, const dict_key& key, uint32_t hash, xp_object* value) {
+int32_t dict_store(xp_dict* dict, dict_key key, uint32_t hash, xp_object* value) {
   xp_dict_node** place = dict_find(dict, key, hash);
   const bool removes = dict->flags & XP_DICT_NULL_REMOVES && !value;
   if (!*place) return removes ? 0 : dict_insert(dict, key, hash, value);
@@ -267,7 +271,7 @@ int32_t dict_store(xp_dict* dict, const dict_key& key, uint32_t hash, xp_object*
 }
 
 // Stores an owned value under the lock, or releases it.
-int32_t dict_give(xp_dict* dict, const dict_key& key, uint32_t hash, xp_object* value) {
+int32_t dict_give(xp_dict* dict, dict_key key, uint32_t hash, xp_object* value) {
   const int32_t result = dict_store(dict, key, hash, value);
   if (result != 0) dict->release_value(value);
   return result;
@@ -383,19 +387,53 @@ int32_t xp_dict_give(xp_dict* dict, const char* key, int32_t length, xp_object* 
   return dict_give(dict, wanted, hash, value);
 }
 
-xp_object* xp_dict_get(xp_dict* dict, const char* key, int32_t length) {
-  dict_key wanted;
-  if (!dict || !key_from(key, length, &wanted)) return nullptr;
-  const uint32_t hash = dict_hash(dict, wanted.bytes, wanted.length);
+namespace {
+
+// A key that isn't there may be remembered with null. Nothing is lost when it can't be: the next
+// lookup tries again.
+[[gnu::noinline]] xp_object* dict_miss(xp_dict* dict, dict_key key) {
+  if (dict->flags & XP_DICT_INSERT)
+    (void)xp_dict_set(dict, key.bytes, static_cast<int32_t>(key.length), nullptr);
+  return nullptr;
+}
+
+[[gnu::noinline]] xp_object* dict_get_locked(xp_dict* dict, dict_key key, uint32_t hash) {
   {
     xp_locked lock(dict->lock);
-    if (const xp_dict_node* node = *dict_find(dict, wanted, hash))
+    if (const xp_dict_node* node = *dict_find(dict, key, hash))
       return dict_hand_out(dict, node->value);
   }
-  // Nothing is lost when the name can't be remembered: the next lookup tries again.
-  if (dict->flags & XP_DICT_INSERT)
-    (void)xp_dict_set(dict, wanted.bytes, static_cast<int32_t>(wanted.length), nullptr);
-  return nullptr;
+  return dict_miss(dict, key);
+}
+
+// Most dictionaries have no lock; their lookups have no end of a scope to save registers for.
+template <bool NOCASE>
+[[gnu::noinline]] xp_object* dict_get(xp_dict* dict, dict_key key, uint32_t hash) {
+  if (dict->lock) return dict_get_locked(dict, key, hash);
+  const xp_dict_node* node = dict->buckets[hash & (dict->bucket_count - 1)];
+  for (; node; node = node->next) {
+    __builtin_prefetch(node->next);
+    if (node_matches(node, key, NOCASE)) return dict_hand_out(dict, node->value);
+  }
+  return dict_miss(dict, key);
+}
+
+[[gnu::noinline]] xp_object* dict_get_measured(xp_dict* dict, const char* key) {
+  return xp_dict_get(dict, key, static_cast<int32_t>(strnlen(key, LONGEST_KEY)));
+}
+
+[[gnu::noinline]] xp_object* dict_get_nocase(xp_dict* dict, dict_key key) {
+  return dict_get<true>(dict, key, hash_bytes<folded_at>(key.bytes, key.length));
+}
+
+}  // namespace
+
+xp_object* xp_dict_get(xp_dict* dict, const char* key, int32_t length) {
+  if (!dict || !key || length == 0) return nullptr;
+  if (length < 0) return dict_get_measured(dict, key);
+  const dict_key wanted = {key, static_cast<uint32_t>(length < LONGEST_KEY ? length : LONGEST_KEY)};
+  if (dict->flags & XP_DICT_NOCASE) return dict_get_nocase(dict, wanted);
+  return dict_get<false>(dict, wanted, hash_bytes<byte_at>(wanted.bytes, wanted.length));
 }
 
 uint32_t xp_dict_count(const xp_dict* dict) {
