@@ -1,76 +1,65 @@
 #!/usr/bin/env bash
 # ruvo.exe on real packages, where only Windows has the case: names beyond ASCII, a file in use, a
-# message box. Usage: windows_packages_test.sh [build/windows]
-set -uo pipefail
-. "$(dirname "$0")/windows_support.sh"
+# message box. Usage: windows_packages_test.sh
+. "$(dirname "$0")/lib.sh"
+use wine
+build=$top/build/windows
 product={57A11E50-0000-4000-8000-000000000001}
-make_package="$root/tests/support/make_package.sh"
+products=("$product")
 
-# The signer's certificate is signed with SHA-1, since only then Wine judges its chain.
-printf 'program file\n' >"$out/held.txt"
+printf 'program file\n' >"$scratch/held.txt"
 for name in client.msi Päckchen.msi; do
-  bash "$make_package" --authority "$out/authority" --sha1 --product $product --version 8.1.0 \
-    --name Held --property PROP_VERSION=8.1.0 --file "held.txt=$out/held.txt" "$out/$name" \
-    >"$out/log" 2>&1 || { verdict "package $name" 1 "$out/log"; summary; exit 1; }
+  package --product $product --version 8.1.0 --name Held --property PROP_VERSION=8.1.0 \
+    --file "held.txt=$scratch/held.txt" $name
 done
+fresh_machine
+install() { run --file "$(as_argument "$scratch/$1")" --result "${@:2}"; }
 
-# Trusts a root: the value is the SHA-1 (property 3) and the certificate (property 0x20).
-openssl x509 -in "$out/authority/root.pem" -outform DER -out "$out/root.der"
-sha1=$(sha1sum "$out/root.der" | cut -c 1-40)
-size=$(printf '%08x' "$(stat -c %s "$out/root.der")" | sed 's/\(..\)\(..\)\(..\)\(..\)/\4\3\2\1/')
-blob="030000000100000014000000${sha1}2000000001000000$size$(xxd -p "$out/root.der" | tr -d '\n')"
-roots='HKLM\Software\Microsoft\SystemCertificates\Root\Certificates'
-registry add "$roots\\${sha1^^}" /v Blob /t REG_BINARY /d "$blob"
+it 'a signed package installs'
+install client.msi
+expect_result 0
+expect_records 'install completed successfully'
 
-# run ARGUMENT...: one run; $result is its whole process result, $out/log what it said and traced.
-run() {
-  WINEDEBUG=-all,+eventlog timeout -k 5 200 wine "$build/winlaunch.exe" "$build/ruvo.exe" "$@" \
-    >"$out/log" 2>&1 </dev/null
-  result=$(tr -d '\r' <"$out/log" | sed -nE 's/^EXIT=0x[0-9a-f]+ (-?[0-9]+)$/\1/p')
-}
-
-run --file "Z:${out//\//\\}\\client.msi" --result
-[ "$result" = 0 ] && grep -q 'install completed successfully' "$out/log"
-verdict 'a signed package installs' $? "$out/log"
-
+it 'the event source points at the program'
 source='HKLM\SYSTEM\CurrentControlSet\Services\EventLog\Application\Tallyport'
-wine reg query "$source" >"$out/log" 2>&1 </dev/null
-tr -d '\r' <"$out/log" | grep -qE 'EventMessageFile +REG_EXPAND_SZ +.*\\ruvo\.exe$' &&
-  grep -qE 'TypesSupported +REG_DWORD +0x7' "$out/log"
-verdict 'the event source points at the program' $? "$out/log"
+case $(reg_get "$source" EventMessageFile) in *\\ruvo.exe) ;; *) fail "$(reg_get "$source" EventMessageFile)" ;; esac
+expect_equal 'what it supports' "$(reg_get "$source" TypesSupported)" 0x7
 
-run --file "Z:${out//\//\\}\\Päckchen.msi" --result
-[ "$result" = 0 ] && grep -q 'from client.msi to P\\00e4ckchen.msi' "$out/log"
-verdict 'a package name beyond ASCII is installed, remembered and recorded' $? "$out/log"
+it 'a package name beyond ASCII is installed, remembered and recorded'
+install Päckchen.msi
+expect_result 0
+expect_records 'changing package name from client.msi to P\00e4ckchen.msi' 'install completed successfully'
 
-wine "$build/windows_helper.exe" hold 'C:\Program Files\Held\held.txt' 60 >"$out/held" 2>&1 </dev/null &
-holder=$!
-for _ in $(seq 100); do grep -q held "$out/held" && break; sleep 0.1; done
-run --file "Z:${out//\//\\}\\Päckchen.msi" --result
-kill $holder 2>/dev/null
-[ "$result" = 3010 ] && grep -q 'reboot needed' "$out/log"
-verdict 'a file in use is replaced at the next start, with 3010' $? "$out/log"
+it 'a file in use is replaced at the next start, with 3010'
+(
+  . "$top/tools/wine-env.sh"
+  exec wine "$build/windows_helper.exe" hold 'C:\Program Files\Held\held.txt' 60 </dev/null
+) >"$scratch/held" 2>&1 &
+servers=($!)
+for _ in $(seq 100); do grep -q held "$scratch/held" && break; sleep 0.1; done
+install Päckchen.msi
+stop_servers
+expect_result 3010
+expect_records 'install completed successfully, reboot needed'
 
 # A message box needs a screen; the null driver has one that nobody sees. The desktop has to start
 # with it.
+restart_wine() { in_wine bash -c '. "$0/tools/wine-env.sh"; ruvo_wine_stop; ruvo_wine_start' "$top" >/dev/null 2>&1; }
 drivers='HKCU\Software\Wine\Drivers'
-registry add "$drivers" /v Graphics /d null
-ruvo_wine_stop
-ruvo_wine_start
-title='Velandrim Tallyhall Platform Client Installation Complete'
-wine "$build/windows_helper.exe" answer "$title" 100 >"$out/box" 2>&1 </dev/null &
-helper=$!
-run --file "Z:${out//\//\\}\\client.msi" --result --notify=Größe --version 8.1.0
-wait $helper
-[ $? = 0 ] && [ "$result" = 0 ] && tr -d '\r' <"$out/box" |
-  grep -qx 'The Größe component has been updated to version 8.1.0 on this computer.'
-status=$?
-cat "$out/box" >>"$out/log"
-verdict 'the notification waits for its answer' $status "$out/log"
-registry delete "$drivers" /v Graphics
-ruvo_wine_stop
-ruvo_wine_start
+reg_set "$drivers" Graphics null
+restart_wine
 
-registry delete "$roots\\${sha1^^}"
-wine msiexec /x $product /qn >/dev/null 2>&1 </dev/null
-summary
+it 'the notification waits for its answer'
+in_wine wine "$build/windows_helper.exe" answer \
+  'Velandrim Tallyhall Platform Client Installation Complete' 100 >"$scratch/box" 2>&1 &
+helper=$!
+install client.msi --notify=Größe --version 8.1.0
+wait $helper || fail 'no box was answered'
+expect_result 0
+expect_equal 'the box' "$(tr -d '\r' <"$scratch/box" | grep component)" \
+  'The Größe component has been updated to version 8.1.0 on this computer.'
+
+reg_drop "$drivers"
+restart_wine
+fresh_machine
+finish
