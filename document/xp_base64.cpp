@@ -53,26 +53,22 @@ struct encoder {
   int32_t held_count;
 };
 
-// Writes what fits of four characters.
-void put_characters(encoder& to, const char* text) {
-  const int32_t count = to.room < 4 ? to.room : 4;
-  memcpy(to.out, text, static_cast<size_t>(count));
-  to.out += count;
-  to.room -= count;
-}
-
+// Puts the group that is held, padded, or what fits of it.
 void put_held(encoder& to) {
   char text[4];
   put_group(text, static_cast<uint32_t>(to.held[0] << 16 | to.held[1] << 8 | to.held[2]));
   for (int32_t i = to.held_count; i < 3; i++)
     text[i + 1] = '=';
-  put_characters(to, text);
+  const int32_t count = to.room < 4 ? to.room : 4;
+  for (int32_t i = 0; i < count; i++)
+    *to.out++ = text[i];
+  to.room -= count;
   to.held_count = 0;
   memset(to.held, 0, sizeof(to.held));
 }
 
-// Six bytes at a time, as long as eight can be read and there is room for their text. Returns how
-// many have been taken.
+// Six bytes at a time, as long as eight can be read, then three, as long as there is room for their
+// text. Returns how many have been taken.
 int32_t encode_fast(encoder& to, const uint8_t* bytes, int32_t length) {
   const uint8_t* at = bytes;
   char* out = to.out;
@@ -83,6 +79,8 @@ int32_t encode_fast(encoder& to, const uint8_t* bytes, int32_t length) {
     memcpy(out + 4, pairs.text[value >> 28 & 0xFFF], 2);
     memcpy(out + 6, pairs.text[value >> 16 & 0xFFF], 2);
   }
+  for (; length >= 3 && to.room >= 4; at += 3, length -= 3, out += 4, to.room -= 4)
+    put_group(out, static_cast<uint32_t>(at[0] << 16 | at[1] << 8 | at[2]));
   to.out = out;
   return static_cast<int32_t>(at - bytes);
 }
@@ -90,7 +88,7 @@ int32_t encode_fast(encoder& to, const uint8_t* bytes, int32_t length) {
 void encode_span(encoder& to, const uint8_t* bytes, int32_t length) {
   for (int32_t i = 0; i < length; i++) {
     if (to.held_count == 0) i += encode_fast(to, bytes + i, length - i);
-    if (to.room == 0) return;
+    if (i == length || to.room == 0) return;
     to.held[to.held_count++] = bytes[i];
     if (to.held_count == 3) put_held(to);
   }

@@ -7,11 +7,11 @@
 #include "format/xp_fmt.h"
 #include "object/xp_array.h"
 #include "object/xp_bool.h"
-#include "object/xp_charset.h"
 #include "object/xp_container.h"
 #include "object/xp_data.h"
 #include "object/xp_date.h"
 #include "object/xp_dict.h"
+#include "object/xp_lanes.h"
 #include "object/xp_list.h"
 #include "object/xp_num.h"
 #include "object/xp_ref.h"
@@ -38,7 +38,7 @@ struct doc_piece {
   static constexpr int32_t SHORT = 16;
 
   char bytes[SHORT];
-  const char* text;
+  const char* text;  // of one that isn't short
   int32_t length;
 };
 
@@ -57,15 +57,46 @@ struct doc_marks {
   doc_piece close;
 };
 
+// What stands before an item: a string of the style, and its indentation.
+struct doc_lead {
+  doc_piece line;
+  int32_t tabs;  // those that aren't in the block of `line`
+};
+
+enum doc_place : uint32_t { PLACE_FIRST, PLACE_NEXT, PLACES };
+
+// The leads of the items of one container.
+struct doc_leads {
+  doc_lead of[PLACES];
+};
+
+// The bytes that make a text need protection.
+struct doc_quotes {
+  static constexpr uint32_t FEW = 4;
+
+  uint32_t count;
+  xp_lanes lanes[FEW];  // of few bytes each, in all lanes; those without one hold the first again
+  bool has[256];
+};
+
+doc_quotes quotes_of(const char* bytes) {
+  doc_quotes quotes = {};
+  for (const char* byte = bytes; byte && *byte; byte++) {
+    quotes.has[static_cast<uint8_t>(*byte)] = true;
+    quotes.count++;
+  }
+  for (uint32_t i = 0; i < doc_quotes::FEW && quotes.count; i++)
+    quotes.lanes[i] = xp_lanes_of(bytes[i < quotes.count ? i : 0]);
+  return quotes;
+}
+
 // The strings of a style that are written again and again, measured once for a document.
 struct doc_style {
   explicit doc_style(const xp_style* style);
 
   const xp_style* style;
-  doc_piece line_first;
-  doc_piece line_next;
-  doc_piece inline_first;
-  doc_piece inline_next;
+  doc_leads lines;    // without indentation
+  doc_leads inlines;  // of items that stay on the line
   doc_piece null_text;
   doc_marks array;
   doc_marks dict;
@@ -79,15 +110,16 @@ struct doc_style {
   doc_marks truth;
   doc_marks date;
   doc_marks quote;
-  bool quoted[256];  // bytes that make a text need protection
+  doc_quotes quotes;
+  // The leads with the indentation of each depth, made when it is first come to.
+  bool has_indented[MOST_TABS + 1];
+  doc_leads indented[MOST_TABS + 1];
 };
 
 doc_style::doc_style(const xp_style* s)
     : style(s),
-      line_first(measured(s->line_first)),
-      line_next(measured(s->line_next)),
-      inline_first(measured(s->inline_first)),
-      inline_next(measured(s->inline_next)),
+      lines{{{measured(s->line_first), 0}, {measured(s->line_next), 0}}},
+      inlines{{{measured(s->inline_first), 0}, {measured(s->inline_next), 0}}},
       null_text(measured(s->null_text)),
       array{measured(s->array_open), measured(s->array_close)},
       dict{measured(s->dict_open), measured(s->dict_close)},
@@ -101,122 +133,134 @@ doc_style::doc_style(const xp_style* s)
       truth{measured(s->bool_open), measured(s->bool_close)},
       date{measured(s->date_open), measured(s->date_close)},
       quote{measured(s->quote_open), measured(s->quote_close)},
-      quoted{} {
-  for (const char* c = s->quote_chars; c && *c; c++)
-    quoted[static_cast<uint8_t>(*c)] = true;
+      quotes(quotes_of(s->quote_chars)),
+      has_indented{} {}
+
+doc_lead indent(const doc_piece& line, int32_t count) {
+  doc_lead lead = {line, count};
+  if (line.length + count > doc_piece::SHORT) return lead;
+  memcpy(lead.line.bytes + line.length, tabs, static_cast<size_t>(count));
+  lead.line.length += count;
+  lead.tabs = 0;
+  return lead;
 }
 
-// The cursor, with the style in both forms.
-struct doc_out : xp_doc_cursor {
-  const doc_style* marks;
+const doc_leads* indented_leads(doc_style* marks, int32_t depth) {
+  const int32_t count = depth < 0 ? 0 : depth < MOST_TABS ? depth : MOST_TABS;
+  doc_leads& leads = marks->indented[count];
+  if (!marks->has_indented[count])
+    for (uint32_t place = 0; place < PLACES; place++)
+      leads.of[place] = indent(marks->lines.of[place].line, count);
+  marks->has_indented[count] = true;
+  return &leads;
+}
+
+// ---- where the text goes -----------------------------------------------------------------------
+
+// The cursor of the items of one container, with what stands before each of them.
+struct doc_items : xp_doc_cursor {
+  doc_items(const xp_doc_cursor& cursor, doc_style* style_marks, bool stays_on_line)
+      : xp_doc_cursor(cursor), marks(style_marks), key_leads(&marks->lines) {
+    const bool is_flat = style->flags & XP_STYLE_FLAT;
+    if (!is_flat || !stays_on_line) key_leads = value_leads = indented_leads(marks, depth);
+    if (is_flat) key_leads = &marks->lines;
+    if (stays_on_line) value_leads = &marks->inlines;
+  }
+
+  doc_style* marks;
+  const doc_leads* key_leads;    // the first of them also of the mark that closes a container
+  const doc_leads* value_leads;  // of values behind a key and of elements
 };
 
-// ---- bytes on their way out ------------------------------------------------------------------
-
-// What still fits, a byte for the NUL kept back. Measuring has no end.
-int32_t room_at(const doc_out* at) {
-  if (!at->buffer) return MOST_BYTES - at->written;
-  return at->size > at->written ? at->size - at->written - 1 : 0;
-}
-
-// Where the next byte goes; null measures.
-char* place_at(const doc_out* at) {
-  return at->buffer ? at->buffer + at->written : nullptr;
-}
-
-void advance(doc_out* at, int32_t bytes) {
-  at->written = bytes > MOST_BYTES - at->written ? MOST_BYTES : at->written + bytes;
-}
-
-void put(doc_out* at, const char* text, int32_t length) {
-  const int32_t room = room_at(at);
+// Copies what fits.
+[[gnu::noinline]] int32_t copy_cut(char* place, int32_t room, const char* text, int32_t length) {
   if (length > room) length = room;
-  if (at->buffer) memcpy(at->buffer + at->written, text, static_cast<size_t>(length));
-  at->written += length;
+  memcpy(place, text, static_cast<size_t>(length));
+  return length;
 }
 
-// Inline, since this is most of what the writer does.
-[[gnu::always_inline]] inline void put(doc_out* at, const doc_piece& piece) {
-  constexpr int32_t SHORT = doc_piece::SHORT;
-  const int32_t written = at->written;
-  if (!at->buffer && written < MOST_BYTES - SHORT && piece.length <= SHORT) {
-    at->written = written + piece.length;
-  } else if (at->buffer && piece.length <= SHORT && at->size - written > SHORT) {
-    memcpy(at->buffer + written, piece.bytes, SHORT);
-    at->written = written + piece.length;
-  } else {
-    put(at, piece.text, piece.length);
+// Puts bytes behind each other, or counts them, for one routine of the writer. It is no more than
+// where the cursor stands, in registers, so pieces don't wait for each other; what others are
+// called to put begins where they find the cursor, and so outside the life of a pen.
+//
+// A text that doesn't fit is cut, and a byte is kept back for the NUL. A count that would not fit
+// its 31 bits stays at the longest text there is.
+template <bool WRITES>
+class doc_pen {
+ public:
+  explicit doc_pen(doc_items* items)
+      : items_(items), buffer_(items->buffer), written_(items->written), end_(items->size - 1) {}
+  doc_pen(const doc_pen&) = delete;
+  doc_pen& operator=(const doc_pen&) = delete;
+  ~doc_pen() {
+    items_->written = static_cast<int32_t>(written_ < MOST_BYTES ? written_ : MOST_BYTES);
   }
-}
 
-// Copied as a block, like short pieces: MOST_TABS bytes stand there in any case.
-void put_tabs(doc_out* at, int32_t count) {
-  constexpr int32_t BLOCK = doc_piece::SHORT;
-  if (count <= 0) return;
-  if (at->buffer && count <= BLOCK && at->size - at->written > BLOCK) {
-    memcpy(at->buffer + at->written, tabs, BLOCK);
-    at->written += count;
-  } else {
-    put(at, tabs, count < MOST_TABS ? count : MOST_TABS);
+  [[gnu::always_inline]] void put(const doc_piece& piece) {
+    constexpr int32_t SHORT = doc_piece::SHORT;
+    if (WRITES && (piece.length > SHORT || end_ - written_ < SHORT)) {
+      const char* text = piece.length > SHORT ? piece.text : piece.bytes;
+      return advance(copy_cut(place(), room(), text, piece.length));
+    }
+    if (WRITES) memcpy(place(), piece.bytes, SHORT);
+    advance(piece.length);
   }
-}
 
-// The text of a string; one that is cut ends with a whole character.
-void put_string(doc_out* at, xp_str* string) {
-  const int32_t room = room_at(at);
-  if (string->length <= room)
-    put(at, string->text, string->length);
-  else
-    advance(at, xp_str_copy_out(string, place_at(at), static_cast<uint32_t>(room)));
-}
+  [[gnu::always_inline]] void put(const char* text, int32_t length) {
+    if (WRITES && length > room()) length = room();
+    if (WRITES) memcpy(place(), text, static_cast<size_t>(length));
+    advance(length);
+  }
 
-void put_rendered(doc_out* at, xp_object* object) {
-  if (!object->render) return;
-  const int32_t length = object->render(object, place_at(at), static_cast<uint32_t>(room_at(at)));
-  if (length > 0) advance(at, length);
-}
+  [[gnu::always_inline]] void put(const doc_lead& lead) {
+    put(lead.line);
+    if (lead.tabs) put(tabs, lead.tabs);
+  }
 
-// ---- the lead-in of a value ------------------------------------------------------------------
+  // What still fits. Measuring has no end.
+  int32_t room() const {
+    const int64_t left = (WRITES ? end_ : MOST_BYTES) - written_;
+    return left > 0 ? static_cast<int32_t>(left) : 0;
+  }
+  // Where the next byte goes; null measures.
+  char* place() const { return WRITES ? buffer_ + written_ : nullptr; }
+  // Behind bytes that someone else has put there, or would.
+  void advance(int32_t bytes) { written_ += bytes; }
 
-// One value to be written.
-struct doc_value {
-  xp_object* object;
-  uint32_t options;
-  int32_t depth;
+ private:
+  doc_items* items_;
+  char* buffer_;
+  int64_t written_;
+  int64_t end_;
 };
 
-bool is_inline(const xp_style* style, uint32_t options) {
-  return style->flags & XP_STYLE_INLINE && options & XP_WRITE_ITEM;
+template <bool WRITES>
+void put_value(doc_items* items, xp_object* object, doc_place place);
+
+// ---- containers --------------------------------------------------------------------------------
+
+xp_doc_cursor inside(const doc_items* items) {
+  xp_doc_cursor inner = *items;
+  if (inner.depth < INT32_MAX) inner.depth++;
+  inner.count = 0;
+  return inner;
 }
 
-void put_lead(doc_out* at, const doc_value& value) {
-  const xp_style* style = at->style;
-  const bool next = value.options & XP_WRITE_NEXT;
-  if (is_inline(style, value.options)) {
-    put(at, next ? at->marks->inline_next : at->marks->inline_first);
-  } else {
-    put(at, next ? at->marks->line_next : at->marks->line_first);
-    put_tabs(at, value.depth);
+// The open mark of a container, `put_items` with the cursor of its items, and the mark that closes.
+template <bool WRITES, class Put>
+void put_container(doc_items* items, const doc_marks& marks, doc_place place, Put put_items) {
+  {
+    doc_pen<WRITES> pen(items);
+    pen.put(items->value_leads->of[place]);
+    pen.put(marks.open);
   }
+  doc_items inner(inside(items), items->marks, items->style->flags & XP_STYLE_INLINE);
+  put_items(&inner);
+  items->written = inner.written;
+  doc_pen<WRITES> pen(items);
+  pen.put(items->key_leads->of[PLACE_FIRST]);
+  pen.put(marks.close);
 }
-
-void put_end(doc_out* at, int32_t depth, const doc_piece& close) {
-  put(at, at->marks->line_first);
-  if (!(at->style->flags & XP_STYLE_FLAT)) put_tabs(at, depth);
-  put(at, close);
-}
-
-void put_value(doc_out* at, const doc_value& value);
-
-// The cursor for the items of a container at `depth`.
-doc_out inside(const doc_out* at, int32_t depth) {
-  doc_out items = *at;
-  items.depth = depth < INT32_MAX ? depth + 1 : depth;
-  items.count = 0;
-  return items;
-}
-
-// ---- dictionaries ----------------------------------------------------------------------------
 
 struct doc_key {
   const char* text;
@@ -224,227 +268,267 @@ struct doc_key {
 };
 
 // A key, unchanged in every style, and its value behind it.
-void put_pair(doc_out* at, const doc_key& key, xp_object* value, bool first) {
-  put(at, first ? at->marks->line_first : at->marks->line_next);
-  if (!(at->style->flags & XP_STYLE_FLAT)) put_tabs(at, at->depth);
-  put(at, at->marks->key.open);
-  put(at, key.text, key.length);
-  put(at, at->marks->key.close);
-  put_value(at, {value, XP_WRITE_ITEM, at->depth});
+template <bool WRITES>
+void put_pair(doc_items* items, const doc_key& key, xp_object* value, bool first) {
+  {
+    const doc_style* marks = items->marks;
+    doc_pen<WRITES> pen(items);
+    pen.put(items->key_leads->of[first ? PLACE_FIRST : PLACE_NEXT]);
+    pen.put(marks->key.open);
+    pen.put(key.text, key.length);
+    pen.put(marks->key.close);
+  }
+  put_value<WRITES>(items, value, PLACE_FIRST);
 }
 
 // The key again for each thing that the value yields; a value that is no container yields itself.
-void put_repeated(doc_out* at, const doc_key& key, xp_object* value) {
-  bool first = at->count == 0;
+template <bool WRITES>
+void put_repeated(doc_items* items, const doc_key& key, xp_object* value) {
+  bool first = items->count == 0;
   xp_ref walk(xp_traversal_new(value));
   while (xp_ref item{xp_traversal_next(walk.get())}) {
-    put_pair(at, key, item.get(), first);
+    put_pair<WRITES>(items, key, item.get(), first);
     first = false;
   }
 }
 
+template <bool WRITES>
 int32_t put_entry(xp_dict*, const char* key, int32_t length, xp_object* value, void* context) {
-  auto* at = static_cast<doc_out*>(context);
-  if (!value && !at->style->null_text) return 0;
-  if (at->style->flags & XP_STYLE_REPEAT_KEYS)
-    put_repeated(at, {key, length}, value);
+  auto* items = static_cast<doc_items*>(context);
+  if (!value && !items->style->null_text) return 0;
+  if (items->style->flags & XP_STYLE_REPEAT_KEYS)
+    put_repeated<WRITES>(items, {key, length}, value);
   else
-    put_pair(at, {key, length}, value, at->count == 0);
-  at->count++;
+    put_pair<WRITES>(items, {key, length}, value, items->count == 0);
+  items->count++;
   return 0;
 }
 
-void put_dict(doc_out* at, const doc_value& value) {
-  const doc_marks& marks = value.depth == 0 ? at->marks->root_dict : at->marks->dict;
-  put_lead(at, value);
-  put(at, marks.open);
-  doc_out items = inside(at, value.depth);
-  auto* dict = static_cast<xp_dict*>(value.object);
+template <bool WRITES>
+void put_dict(doc_items* items, xp_dict* dict, doc_place place) {
+  const doc_marks& marks = items->depth == 0 ? items->marks->root_dict : items->marks->dict;
   // The order makes no difference to the length, unless a key may be written any number of times.
   // A walk that memory doesn't allow leaves the dictionary empty.
-  const bool sorted = at->buffer || at->style->flags & XP_STYLE_REPEAT_KEYS;
-  (void)(sorted ? xp_dict_each_sorted : xp_dict_each)(dict, put_entry, &items);
-  at->written = items.written;
-  put_end(at, value.depth, marks.close);
+  const bool sorted = WRITES || items->style->flags & XP_STYLE_REPEAT_KEYS;
+  put_container<WRITES>(items, marks, place, [dict, sorted](doc_items* inner) {
+    (void)(sorted ? xp_dict_each_sorted : xp_dict_each)(dict, put_entry<WRITES>, inner);
+  });
 }
 
-// ---- sequences -------------------------------------------------------------------------------
-
-void put_element(doc_out* at, xp_object* element) {
-  const uint32_t next = at->count > 0 ? XP_WRITE_NEXT : 0u;
-  put_value(at, {element, XP_WRITE_ITEM | next, at->depth});
-  at->count++;
+template <bool WRITES>
+void put_element(doc_items* items, xp_object* element) {
+  put_value<WRITES>(items, element, items->count > 0 ? PLACE_NEXT : PLACE_FIRST);
+  items->count++;
 }
 
-// How far ahead of the writer elements are brought near, and how much of each: a record and its
-// values were mostly made one after the other, and lie so in memory.
-constexpr int32_t FETCH_AHEAD = 2;
-constexpr uint32_t FETCH_BYTES = 896;
-constexpr uint32_t CACHE_LINE = 64;
-
-void fetch_record(const xp_object* record) {
-  const auto address = reinterpret_cast<uintptr_t>(record);
-  for (uint32_t offset = 0; record && offset < FETCH_BYTES; offset += CACHE_LINE)
-    __builtin_prefetch(reinterpret_cast<const void*>(address + offset));
+template <bool WRITES>
+void put_array(doc_items* items, xp_array* array, doc_place place) {
+  put_container<WRITES>(items, items->marks->array, place, [array](doc_items* inner) {
+    xp_locked lock(array->lock);
+    for (int32_t i = 0; i < array->count; i++) {
+      xp_array_fetch(array, i);
+      put_element<WRITES>(inner, array->cells[i]);
+    }
+  });
 }
 
-void put_array_elements(doc_out* at, xp_object* object) {
-  auto* array = static_cast<xp_array*>(object);
-  xp_locked lock(array->lock);
-  for (int32_t i = 0; i < array->count; i++) {
-    if (i + FETCH_AHEAD < array->count) fetch_record(array->cells[i + FETCH_AHEAD]);
-    put_element(at, array->cells[i]);
-  }
-}
-
-void put_list_elements(doc_out* at, xp_object* object) {
-  const auto* list = static_cast<xp_list*>(object);
-  for (const xp_node* node = list->next; node != list; node = node->next)
-    if (node->value) put_element(at, node->value);
-}
-
-void put_sequence(doc_out* at, const doc_value& value, void (*put_elements)(doc_out*, xp_object*)) {
-  put_lead(at, value);
-  put(at, at->marks->array.open);
-  doc_out items = inside(at, value.depth);
-  put_elements(&items, value.object);
-  at->written = items.written;
-  put_end(at, value.depth, at->marks->array.close);
-}
-
-void put_array(doc_out* at, const doc_value& value) {
-  put_sequence(at, value, put_array_elements);
-}
-
-void put_list(doc_out* at, const doc_value& value) {
-  put_sequence(at, value, put_list_elements);
+template <bool WRITES>
+void put_list(doc_items* items, xp_list* list, doc_place place) {
+  put_container<WRITES>(items, items->marks->array, place, [list](doc_items* inner) {
+    for (const xp_node* node = list->next; node != list; node = node->next)
+      if (node->value) put_element<WRITES>(inner, node->value);
+  });
 }
 
 // ---- texts -----------------------------------------------------------------------------------
 
-// Texts of up to this many bytes are looked at one byte after the other.
-constexpr int32_t SHORT_TEXT = 32;
+xp_lane_mask find_quotes(const doc_quotes& quotes, xp_lanes text) {
+  return (text == quotes.lanes[0]) | (text == quotes.lanes[1]) | (text == quotes.lanes[2]) |
+         (text == quotes.lanes[3]);
+}
 
-bool needs_protection(const doc_out* at, const xp_str* string) {
-  if (!at->style->quote_chars) return false;
-  if (string->length > SHORT_TEXT)
-    return xp_text_find_set(string->text, string->length, at->style->quote_chars, 0) >= 0;
-  bool any = false;
+bool has_few(const doc_quotes& quotes, const char* text, int32_t length) {
+  if (length < XP_LANES)
+    return xp_lanes_any(
+        find_quotes(quotes, xp_lanes_of_short(text, static_cast<uint32_t>(length))));
+  const auto found_at = [&](int32_t i) { return find_quotes(quotes, xp_lanes_at(text + i)); };
+  // Nearly all texts are clean, so it is asked only now and then.
+  constexpr int32_t STEP = 4 * XP_LANES;
+  int32_t i = 0;
+  for (; length - i > STEP; i += STEP)
+    if (xp_lanes_any(found_at(i) | found_at(i + XP_LANES) | found_at(i + 2 * XP_LANES) |
+                     found_at(i + 3 * XP_LANES)))
+      return true;
+  xp_lane_mask rest = found_at(length - XP_LANES);
+  for (; length - i > XP_LANES; i += XP_LANES)
+    rest |= found_at(i);
+  return xp_lanes_any(rest);
+}
+
+bool needs_protection(const doc_quotes& quotes, const xp_str* string) {
+  if (quotes.count == 0) return false;
+  if (quotes.count <= doc_quotes::FEW) return has_few(quotes, string->text, string->length);
   for (int32_t i = 0; i < string->length; i++)
-    any |= at->marks->quoted[static_cast<uint8_t>(string->text[i])];
-  return any;
+    if (quotes.has[static_cast<uint8_t>(string->text[i])]) return true;
+  return false;
 }
 
-// Protects a whole text by marks around it, or byte by byte where the style has no marks.
-void put_protected(doc_out* at, xp_str* string, uint32_t escape) {
-  const xp_style* style = at->style;
-  if (style->quote_open && style->quote_close) {
-    put(at, at->marks->quote.open);
-    put_string(at, string);
-    put(at, at->marks->quote.close);
-    return;
-  }
-  advance(at, xp_fmt_text(place_at(at), room_at(at), string->text, string->length, escape, 0));
-}
-
-void put_string_value(doc_out* at, const doc_value& value, xp_str* string, uint32_t escape) {
-  put_lead(at, value);
-  put(at, at->marks->string.open);
-  if (needs_protection(at, string))
-    put_protected(at, string, escape);
+// The text of a string; one that is cut ends with a whole character.
+template <bool WRITES>
+[[gnu::always_inline]] inline void put_text(doc_pen<WRITES>& pen, xp_str* string) {
+  if (!WRITES || string->length <= pen.room())
+    pen.put(string->text, string->length);
   else
-    put_string(at, string);
-  put(at, at->marks->string.close);
+    pen.advance(xp_str_copy_out(string, pen.place(), static_cast<uint32_t>(pen.room())));
 }
 
-void put_str(doc_out* at, const doc_value& value) {
-  const bool form = at->style->kind == XP_STYLE_FORM;
-  put_string_value(at, value, static_cast<xp_str*>(value.object), form ? XP_FMT_PLUS : XP_FMT_JSON);
+// A whole text protected by marks around it, or byte by byte where the style has no marks.
+template <bool WRITES>
+void put_protected(doc_items* items, xp_str* string, doc_place place, uint32_t escape) {
+  const doc_style* marks = items->marks;
+  doc_pen<WRITES> pen(items);
+  pen.put(items->value_leads->of[place]);
+  pen.put(marks->string.open);
+  if (items->style->quote_open && items->style->quote_close) {
+    pen.put(marks->quote.open);
+    put_text(pen, string);
+    pen.put(marks->quote.close);
+  } else {
+    pen.advance(xp_fmt_text(pen.place(), pen.room(), string->text, string->length, escape, 0));
+  }
+  pen.put(marks->string.close);
+}
+
+template <bool WRITES>
+void put_string(doc_items* items, xp_str* string, doc_place place, uint32_t escape) {
+  const doc_style* marks = items->marks;
+  if (needs_protection(marks->quotes, string))
+    return put_protected<WRITES>(items, string, place, escape);
+  doc_pen<WRITES> pen(items);
+  pen.put(items->value_leads->of[place]);
+  pen.put(marks->string.open);
+  put_text(pen, string);
+  pen.put(marks->string.close);
 }
 
 // A kind that no style knows is written as the string that it renders to, by backslashes also in
-// form-encoded pairs.
-void put_other(doc_out* at, const doc_value& value) {
-  xp_ref text(xp_str_from_object(value.object));
-  if (text) {
-    put_string_value(at, value, text.get(), XP_FMT_JSON);
-    return;
-  }
-  put_lead(at, value);
-  put(at, at->marks->string.open);
-  put(at, at->marks->string.close);
+// form-encoded pairs, and as an empty one when memory is out.
+template <bool WRITES>
+void put_other(doc_items* items, xp_object* object, doc_place place) {
+  xp_str empty = {};
+  empty.text = "";
+  xp_ref text(xp_str_from_object(object));
+  put_string<WRITES>(items, text ? text.get() : &empty, place, XP_FMT_JSON);
 }
 
 // ---- the other kinds -------------------------------------------------------------------------
 
-void put_num(doc_out* at, const doc_value& value) {
-  const bool whole = static_cast<xp_num*>(value.object)->decimals == 0;
-  const doc_marks& marks = whole ? at->marks->integer : at->marks->real;
-  put_lead(at, value);
-  put(at, marks.open);
-  put_rendered(at, value.object);
-  put(at, marks.close);
+template <bool WRITES>
+[[gnu::always_inline]] inline void put_rendered(doc_pen<WRITES>& pen, xp_object* object) {
+  if (!object->render) return;
+  const auto room = static_cast<uint32_t>(pen.room());
+  const int32_t length = object->render(object, pen.place(), room);
+  if (length > 0) pen.advance(length);
 }
 
-void put_bool(doc_out* at, const doc_value& value) {
-  put_lead(at, value);
-  put(at, at->marks->truth.open);
-  put_rendered(at, value.object);
-  put(at, at->marks->truth.close);
+// A value that is what it renders to, between the marks of its kind.
+template <bool WRITES>
+void put_plain(doc_items* items, xp_object* object, doc_place place, const doc_marks& marks) {
+  doc_pen<WRITES> pen(items);
+  pen.put(items->value_leads->of[place]);
+  pen.put(marks.open);
+  put_rendered(pen, object);
+  pen.put(marks.close);
 }
 
-void put_url(doc_out* at, const doc_value& value) {
-  put_lead(at, value);
-  put(at, at->marks->url.open);
-  put_rendered(at, value.object);
-  put(at, at->marks->url.close);
+// Whole numbers that fit in any case are put in their place without a call of their slot.
+template <bool WRITES>
+void put_num(doc_items* items, xp_num* num, doc_place place) {
+  constexpr int32_t LONGEST = 24;
+  const doc_style* marks = items->marks;
+  if (num->decimals) return put_plain<WRITES>(items, num, place, marks->real);
+  doc_pen<WRITES> pen(items);
+  pen.put(items->value_leads->of[place]);
+  pen.put(marks->integer.open);
+  if (pen.room() >= LONGEST)
+    pen.advance(xp_int64_to_text(pen.place(), LONGEST, num->integer));
+  else
+    put_rendered(pen, num);
+  pen.put(marks->integer.close);
 }
 
-void put_data(doc_out* at, const doc_value& value) {
-  const auto* data = static_cast<xp_data*>(value.object);
-  put_lead(at, value);
-  put(at, at->marks->data.open);
+template <bool WRITES>
+void put_data(doc_items* items, const xp_data* data, doc_place place) {
+  const doc_marks& marks = items->marks->data;
   const xp_byte_span span = {data->bytes, static_cast<int32_t>(data->length & INT32_MAX)};
-  const int32_t length = xp_base64_encode(&span, 1, place_at(at), room_at(at));
-  if (length > 0) advance(at, length);
-  put(at, at->marks->data.close);
+  doc_pen<WRITES> pen(items);
+  pen.put(items->value_leads->of[place]);
+  pen.put(marks.open);
+  const int32_t length = xp_base64_encode(&span, 1, pen.place(), pen.room());
+  if (length > 0) pen.advance(length);
+  pen.put(marks.close);
 }
 
 // In Universal Time, with a fraction that is always zero.
-void put_date(doc_out* at, const doc_value& value) {
-  put_lead(at, value);
-  put(at, at->marks->date.open);
-  if (!at->buffer || room_at(at) > 0)
-    advance(at, xp_fmt_print(place_at(at), at->buffer ? room_at(at) + 1 : 0, "%lu{z::#FT#T.000Z}",
-                             static_cast<xp_date*>(value.object)->seconds));
-  put(at, at->marks->date.close);
+template <bool WRITES>
+void put_date(doc_items* items, const xp_date* date, doc_place place) {
+  const doc_marks& marks = items->marks->date;
+  doc_pen<WRITES> pen(items);
+  pen.put(items->value_leads->of[place]);
+  pen.put(marks.open);
+  if (!WRITES || pen.room() > 0)
+    pen.advance(xp_fmt_print(pen.place(), WRITES ? pen.room() + 1 : 0, "%lu{z::#FT#T.000Z}",
+                             date->seconds));
+  pen.put(marks.close);
 }
 
-void put_null(doc_out* at, const doc_value& value) {
-  if (!at->style->null_text) return;
-  put_lead(at, value);
-  put(at, at->marks->null_text);
+template <bool WRITES>
+void put_null(doc_items* items, doc_place place) {
+  if (!items->style->null_text) return;
+  doc_pen<WRITES> pen(items);
+  pen.put(items->value_leads->of[place]);
+  pen.put(items->marks->null_text);
 }
 
-struct kind_writer {
-  uint32_t tag;
-  void (*put)(doc_out* at, const doc_value& value);
-};
+template <bool WRITES>
+void put_value(doc_items* items, xp_object* object, doc_place place) {
+  const doc_style* marks = items->marks;
+  if (!object) return put_null<WRITES>(items, place);
+  switch (object->tag) {
+    case XP_STR:
+      return put_string<WRITES>(items, static_cast<xp_str*>(object), place,
+                                items->style->kind == XP_STYLE_FORM ? XP_FMT_PLUS : XP_FMT_JSON);
+    case XP_DICT:
+      return put_dict<WRITES>(items, static_cast<xp_dict*>(object), place);
+    case XP_ARRAY:
+      return put_array<WRITES>(items, static_cast<xp_array*>(object), place);
+    case XP_LIST:
+      return put_list<WRITES>(items, static_cast<xp_list*>(object), place);
+    case XP_NUM:
+      return put_num<WRITES>(items, static_cast<xp_num*>(object), place);
+    case XP_BOOL:
+      return put_plain<WRITES>(items, object, place, marks->truth);
+    case XP_URL:
+      return put_plain<WRITES>(items, object, place, marks->url);
+    case XP_DATA:
+      return put_data<WRITES>(items, static_cast<xp_data*>(object), place);
+    case XP_DATE:
+      return put_date<WRITES>(items, static_cast<xp_date*>(object), place);
+    default:
+      break;
+  }
+  // The bytes of a stream are no part of a document.
+  if (xp_object_supports(object, XP_STREAM_PROTOCOL)) return put_null<WRITES>(items, place);
+  put_other<WRITES>(items, object, place);
+}
 
-constexpr kind_writer kinds[] = {
-    {XP_STR, put_str},   {XP_DICT, put_dict}, {XP_ARRAY, put_array},
-    {XP_NUM, put_num},   {XP_BOOL, put_bool}, {XP_DATA, put_data},
-    {XP_DATE, put_date}, {XP_URL, put_url},   {XP_LIST, put_list},
-};
-
-void put_value(doc_out* at, const doc_value& value) {
-  if (!value.object) return put_null(at, value);
-  for (const kind_writer& kind : kinds)
-    if (kind.tag == value.object->tag) return kind.put(at, value);
-  if (xp_object_supports(value.object, XP_STREAM_PROTOCOL))
-    put_null(at, value);  // the bytes of a stream are no part of a document
-  else
-    put_other(at, value);
+// Writes or measures from where the cursor stands, and returns where it stands then.
+int32_t put_root(const xp_doc_cursor& cursor, xp_object* object, uint32_t options) {
+  doc_style marks(cursor.style);
+  doc_items items(cursor, &marks, cursor.style->flags & XP_STYLE_INLINE && options & XP_WRITE_ITEM);
+  const doc_place place = options & XP_WRITE_NEXT ? PLACE_NEXT : PLACE_FIRST;
+  (cursor.buffer ? put_value<true> : put_value<false>)(&items, object, place);
+  return items.written;
 }
 
 }  // namespace
@@ -452,11 +536,9 @@ void put_value(doc_out* at, const doc_value& value) {
 int32_t xp_doc_write(xp_object* object, const xp_style* style, uint32_t options, int32_t depth,
                      char* buffer, int32_t size) {
   if (buffer && size <= 0) return 0;
-  const doc_style marks(style);
-  doc_out at = {{buffer, 0, size, depth, 0, style}, &marks};
-  put_value(&at, {object, options, depth});
-  if (buffer) buffer[at.written] = 0;
-  return at.written;
+  const int32_t written = put_root({buffer, 0, size, depth, 0, style}, object, options);
+  if (buffer) buffer[written] = 0;
+  return written;
 }
 
 // ---- documents -------------------------------------------------------------------------------
@@ -486,9 +568,7 @@ int32_t put_frame(const char* text, char* buffer, int32_t written, int32_t size)
 int32_t xp_plst_render(xp_object* object, char* buffer, uint32_t size) {
   const auto* document = static_cast<xp_plst*>(object);
   const int32_t room = size < INT32_MAX ? static_cast<int32_t>(size) : INT32_MAX;
-  const doc_style marks(document->style);
-  doc_out at = {{buffer, 0, room, 0, 0, document->style}, &marks};
-  at.written = put_frame(document->style->header, buffer, 0, room);
-  put_value(&at, {document->root, 0, 0});
-  return put_frame(document->style->trailer, buffer, at.written, room);
+  const int32_t header = put_frame(document->style->header, buffer, 0, room);
+  const int32_t root = put_root({buffer, header, room, 0, 0, document->style}, document->root, 0);
+  return put_frame(document->style->trailer, buffer, root, room);
 }

@@ -3,24 +3,15 @@
 #include <string.h>
 
 #include "object/xp_container.h"
+#include "object/xp_dict.h"
 #include "object/xp_ref.h"
 #include "object/xp_trav.h"
-
-namespace {
-
-// While one element is released the one after the next comes near, as much of it as a dictionary
-// with its first keys takes.
-constexpr int32_t FETCH_AHEAD = 2;
-constexpr uint32_t FETCH_BYTES = 320;
-
-}  // namespace
 
 static void array_release(xp_object* object) {
   if (!xp_object_drop(object)) return;
   auto* array = static_cast<xp_array*>(object);
   for (int32_t i = 0; i < array->count; i++) {
-    if (array->count - i > FETCH_AHEAD)
-      xp_container_fetch(array->cells[i + FETCH_AHEAD], FETCH_BYTES);
+    xp_array_fetch(array, i);
     array->release_value(array->cells[i]);
   }
   xp_heap_free(array->cells);
@@ -183,4 +174,15 @@ int32_t xp_array_trim(xp_array* array) {
   const auto count = static_cast<uint32_t>(array->count);
   if (count != array->capacity && !array_resize(array, count)) return -1;
   return array->count;
+}
+
+void xp_array_fetch(const xp_array* array, int32_t index) {
+  // How many elements ahead. Each step needs what the one before it has brought.
+  constexpr int32_t RECORD = 4;
+  constexpr int32_t VALUES = 2;
+  if (array->flags & XP_ARRAY_RAW) return;
+  const int32_t behind = array->count - index;
+  xp_object* const* at = array->cells + index;
+  if (behind > RECORD) xp_container_fetch(at[RECORD], sizeof(xp_dict));
+  if (behind > VALUES) xp_dict_fetch(xp_as_dict(at[VALUES]));
 }

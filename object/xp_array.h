@@ -36,6 +36,9 @@ int32_t xp_array_compact(xp_array* array);
 int32_t xp_array_reserve(xp_array* array, int32_t capacity);
 // Lowers the capacity to the count; the count, or -1.
 int32_t xp_array_trim(xp_array* array);
+// For a walk that has come to `index`: starts elements that follow on their way from memory, and
+// the values of those that are dictionaries.
+void xp_array_fetch(const xp_array* array, int32_t index);
 
 inline xp_array* xp_as_array(xp_object* object) {
   return xp_cast<xp_array>(object, XP_ARRAY);

@@ -1,6 +1,8 @@
 // The plain conversions between text and numbers of object/xp_num.h, and their scan of decimals.
 #include "object/xp_decimal.h"
 
+#include <string.h>
+
 #include "format/xp_fmt.h"
 #include "object/xp_ascii.h"
 #include "object/xp_num.h"
@@ -99,11 +101,42 @@ int32_t xp_hex_to_bytes(void* buffer, int32_t size, const char* text, int32_t le
 
 namespace {
 
+// The text of the numbers below 100, two digits each.
+struct digit_pairs {
+  char text[100][2];
+};
+
+consteval digit_pairs make_digit_pairs() {
+  digit_pairs pairs = {};
+  for (int i = 0; i < 100; i++) {
+    pairs.text[i][0] = static_cast<char>('0' + i / 10);
+    pairs.text[i][1] = static_cast<char>('0' + i % 10);
+  }
+  return pairs;
+}
+
+constexpr digit_pairs pairs = make_digit_pairs();
+
+constexpr int32_t MOST_DIGITS = 20;
+
+int32_t count_digits(uint64_t value) {
+  int32_t count = 1;
+  for (; value >= 10000; value /= 10000)
+    count += 4;
+  return count + (value >= 10) + (value >= 100) + (value >= 1000);
+}
+
+// Writes the last `count` digits, two at a time.
+void put_digits(char* out, int32_t count, uint64_t value) {
+  for (; count >= 2; value /= 100)
+    memcpy(out + (count -= 2), pairs.text[value % 100], 2);
+  if (count) *out = static_cast<char>('0' + value % 10);
+}
+
 // Keeps the leading bytes of `text` that leave room for a NUL.
 int32_t put_cut(char* buffer, int32_t size, const char* text, int32_t length) {
   const int32_t shown = length < size ? length : size - 1;
-  for (int32_t i = 0; i < shown; i++)
-    buffer[i] = text[i];
+  memcpy(buffer, text, static_cast<size_t>(shown));
   buffer[shown] = 0;
   return shown;
 }
@@ -116,18 +149,20 @@ int32_t xp_int64_to_text(char* buffer, int32_t size, int64_t value) {
     const int32_t length = xp_text_length(xp_fmt_most_negative);
     return buffer ? put_cut(buffer, size, xp_fmt_most_negative, length) : length;
   }
-  char digits[20];
-  int32_t first = sizeof(digits);
-  uint64_t rest = value < 0 ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
-  do {
-    digits[--first] = static_cast<char>('0' + rest % 10);
-    rest /= 10;
-  } while (rest);
-  const int32_t count = static_cast<int32_t>(sizeof(digits)) - first;
+  const uint64_t magnitude =
+      value < 0 ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
+  const int32_t count = count_digits(magnitude);
   const int32_t sign = value < 0;
   if (!buffer) return sign + count;
   if (sign) *buffer++ = '-';
   // One byte holds the sign alone, without a NUL.
   if (size == sign) return sign;
-  return sign + put_cut(buffer, size - sign, digits + first, count);
+  if (size - sign > count) {
+    put_digits(buffer, count, magnitude);
+    buffer[count] = 0;
+    return sign + count;
+  }
+  char digits[MOST_DIGITS];
+  put_digits(digits, count, magnitude);
+  return sign + put_cut(buffer, size - sign, digits, count);
 }

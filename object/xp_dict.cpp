@@ -284,15 +284,6 @@ xp_object* dict_hand_out(const xp_dict* dict, xp_object* value) {
 }
 
 constexpr uint32_t STACK_NODES = 16;
-constexpr uint32_t FETCH_BYTES = 128;
-
-// Brings the values of a small dictionary near, before the first is used.
-void dict_fetch_values(const xp_dict* dict) {
-  if (dict->count > STACK_NODES || dict->flags & XP_DICT_RAW) return;
-  for (uint32_t i = 0; i < dict->bucket_count; i++)
-    for (const xp_dict_node* node = dict->buckets[i]; node; node = node->next)
-      xp_container_fetch(node->value, FETCH_BYTES);
-}
 
 void dict_free_tables(xp_dict* dict) {
   while (dict->pool != &dict->inline_block) {
@@ -311,7 +302,7 @@ static void dict_release(xp_object* object) {
   {
     xp_locked lock(dict->lock);
     const bool skip_null = dict->flags & XP_DICT_SKIP_NULL;
-    dict_fetch_values(dict);
+    xp_dict_fetch(dict);
     for (uint32_t i = 0; i < dict->bucket_count; i++)
       for (xp_dict_node* node = dict->buckets[i]; node; node = node->next)
         if (node->value || !skip_null) dict->release_value(node->value);
@@ -466,10 +457,31 @@ int32_t order_nodes(void*, uintptr_t a, uintptr_t b, int32_t) {
   return order ? order : a_length - b_length;
 }
 
-void dict_collect(const xp_dict* dict, uintptr_t* nodes) {
+void collect_sorted(const xp_dict* dict, uintptr_t* nodes) {
+  uintptr_t* end = nodes;
   for (uint32_t i = 0; i < dict->bucket_count; i++)
-    for (xp_dict_node* node = dict->buckets[i]; node; node = node->next) {
-      *nodes++ = reinterpret_cast<uintptr_t>(node);
+    for (const xp_dict_node* node = dict->buckets[i]; node; node = node->next)
+      *end++ = reinterpret_cast<uintptr_t>(node);
+  (void)xp_sort(nullptr, dict->count, nodes, order_nodes);
+}
+
+// Few nodes, as nearly every dictionary has, go to their places as they are met. Their prefixes are
+// read once, and mostly tell the order.
+void collect_few_sorted(const xp_dict* dict, uintptr_t* nodes) {
+  uint64_t prefixes[STACK_NODES];
+  uint32_t count = 0;
+  for (uint32_t i = 0; i < dict->bucket_count; i++)
+    for (const xp_dict_node* node = dict->buckets[i]; node; node = node->next) {
+      const auto word = reinterpret_cast<uintptr_t>(node);
+      const uint64_t prefix = key_prefix(node);
+      uint32_t at = count++;
+      for (; at > 0 && prefixes[at - 1] >= prefix; at--) {
+        if (prefixes[at - 1] == prefix && order_nodes(nullptr, nodes[at - 1], word, 0) < 0) break;
+        prefixes[at] = prefixes[at - 1];
+        nodes[at] = nodes[at - 1];
+      }
+      prefixes[at] = prefix;
+      nodes[at] = word;
     }
 }
 
@@ -492,9 +504,7 @@ int32_t xp_dict_each_sorted(xp_dict* dict, xp_dict_visitor visitor, void* contex
     if (!heap) return -1;
   }
   uintptr_t* nodes = heap ? heap.get() : stack;
-  dict_fetch_values(dict);
-  dict_collect(dict, nodes);
-  (void)xp_sort(nullptr, count, nodes, order_nodes);
+  (heap ? collect_sorted : collect_few_sorted)(dict, nodes);
   for (uint32_t i = 0; i < count; i++)
     if (dict_visit_node(dict, reinterpret_cast<const xp_dict_node*>(nodes[i]), visitor, context))
       return -1;
@@ -504,11 +514,18 @@ int32_t xp_dict_each_sorted(xp_dict* dict, xp_dict_visitor visitor, void* contex
 int32_t xp_dict_each(xp_dict* dict, xp_dict_visitor visitor, void* context) {
   if (!dict) return 0;
   xp_locked lock(dict->lock);
-  dict_fetch_values(dict);
   for (uint32_t i = 0; i < dict->bucket_count; i++)
     for (const xp_dict_node* node = dict->buckets[i]; node; node = node->next)
       if (dict_visit_node(dict, node, visitor, context)) return -1;
   return 0;
+}
+
+void xp_dict_fetch(const xp_dict* dict) {
+  constexpr uint32_t BYTES = 192;  // most of a string, and all of a number
+  if (!dict || dict->count > STACK_NODES || dict->flags & XP_DICT_RAW) return;
+  for (uint32_t i = 0; i < dict->bucket_count; i++)
+    for (const xp_dict_node* node = dict->buckets[i]; node; node = node->next)
+      xp_container_fetch(node->value, BYTES);
 }
 
 int32_t xp_dict_key_equal(xp_dict* dict, const char* a, int32_t a_length, const char* b,

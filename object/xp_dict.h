@@ -71,6 +71,8 @@ uint32_t xp_dict_count(const xp_dict* dict);
 int32_t xp_dict_each_sorted(xp_dict* dict, xp_dict_visitor visitor, void* context);
 // The same in no particular order, and without asking for memory: for what doesn't depend on it.
 int32_t xp_dict_each(xp_dict* dict, xp_dict_visitor visitor, void* context);
+// Starts the values of a small dictionary on their way from memory; null is a no-op.
+void xp_dict_fetch(const xp_dict* dict);
 // 1 when the two keys are one under the dictionary's flags. Lengths are not measured.
 int32_t xp_dict_key_equal(xp_dict* dict, const char* a, int32_t a_length, const char* b,
                           int32_t b_length);
