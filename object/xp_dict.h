@@ -69,7 +69,7 @@ xp_object* xp_dict_get(xp_dict* dict, const char* key, int32_t length);
 uint32_t xp_dict_count(const xp_dict* dict);
 // Calls `visitor` for each key in sorted order. 0 for a whole walk, -1 when stopped.
 int32_t xp_dict_each_sorted(xp_dict* dict, xp_dict_visitor visitor, void* context);
-// The same in no particular order, and without asking for memory: for what doesn't depend on it.
+// The same in the order of the buckets, each chain from its newest key on; asks for no memory.
 int32_t xp_dict_each(xp_dict* dict, xp_dict_visitor visitor, void* context);
 // Starts the values of a small dictionary on their way from memory; null is a no-op.
 void xp_dict_fetch(const xp_dict* dict);

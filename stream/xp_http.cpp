@@ -355,7 +355,7 @@ bool write_accept_encoding(request* self) {
   xp_dict* decoders = self->http->decoders;
   if (xp_dict_count(decoders) == 0) return true;
   xp_ref<xp_str> names;
-  if (xp_dict_each_sorted(decoders, join_name, &names) != 0) return false;
+  if (xp_dict_each(decoders, join_name, &names) != 0) return false;
   if (!xp_str_is_empty(names.get()))
     (void)xp_stream_printf(self->connection, "Accept-Encoding: %p{O}\r\n", names.get());
   return true;
@@ -379,7 +379,7 @@ bool write_headers(request* self) {
   if (!write_accept_encoding(self)) return false;
   if (http->connection) (void)xp_stream_printf(to, "Connection: Keep-Alive\r\n");
   return xp_dict_count(http->request_headers) == 0 ||
-         xp_dict_each_sorted(http->request_headers, write_header, to) == 0;
+         xp_dict_each(http->request_headers, write_header, to) == 0;
 }
 
 // The form pairs of the URL are the body of a POST; a GET has none, and says so.
