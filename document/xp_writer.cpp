@@ -310,8 +310,9 @@ void put_dict(doc_items* items, xp_dict* dict, doc_place place) {
   // The order makes no difference to the length, unless a key may be written any number of times.
   // A walk that memory doesn't allow leaves the dictionary empty.
   const bool sorted = WRITES || items->style->flags & XP_STYLE_REPEAT_KEYS;
-  put_container<WRITES>(items, marks, place, [dict, sorted](doc_items* inner) {
-    (void)(sorted ? xp_dict_each_sorted : xp_dict_each)(dict, put_entry<WRITES>, inner);
+  const auto walk = sorted ? xp_dict_each_sorted : xp_dict_each;
+  put_container<WRITES>(items, marks, place, [dict, walk](doc_items* inner) {
+    (void)walk(dict, put_entry<WRITES>, inner);
   });
 }
 

@@ -7,6 +7,8 @@
 #include <stdint.h>
 #include <string.h>
 
+#include "platform/watched.h"
+
 constexpr uint32_t XP_BLOCK = 32;
 
 #if defined(__x86_64__)
@@ -36,13 +38,9 @@ XP_AVX2 inline uint32_t xp_block_bits(xp_block_mask mask) {
 // How many bytes can be read at an address that holds a byte of text, wherever the text ends: those
 // of its page of memory, which can't be readable in part. None under a tool that watches each byte.
 inline uint32_t xp_block_left_in_page(const char* text) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  (void)text;
-  return 0;
-#else
   constexpr uint32_t SMALLEST_PAGE = 4096;
+  if (XP_MEMORY_IS_WATCHED) return 0;
   return SMALLEST_PAGE - static_cast<uint32_t>(reinterpret_cast<uintptr_t>(text)) % SMALLEST_PAGE;
-#endif
 }
 
 // Whether a block can be read at an address that holds a byte of text.

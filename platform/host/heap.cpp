@@ -13,22 +13,14 @@
 #include <atomic>
 
 #include "platform/host/host.h"
+#include "platform/watched.h"
 
 namespace {
-
-// AddressSanitizer watches blocks of the C library, so then there are no others.
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool HAS_SMALL = false;
-#elif defined(__has_feature)
-constexpr bool HAS_SMALL = !__has_feature(address_sanitizer);
-#else
-constexpr bool HAS_SMALL = true;
-#endif
 
 constexpr size_t GRAIN = 16;  // blocks are aligned to this, and their sizes are multiples of it
 constexpr size_t LARGEST = 512;
 constexpr size_t SLAB = size_t{64} * 1024;  // holds blocks of one size
-constexpr size_t SLABS = HAS_SMALL ? 1024 : 1;
+constexpr size_t SLABS = XP_MEMORY_IS_WATCHED ? 1 : 1024;
 constexpr size_t LARGE_PAGE = size_t{2} * 1024 * 1024;
 
 struct freed_block {
@@ -133,7 +125,8 @@ void clear(void* block, size_t size) {
 
 // A zero-filled small block; null when it is for the C library to serve.
 void* small_alloc(size_t size) {
-  if (!HAS_SMALL || size > LARGEST || !is_owner()) return nullptr;
+  // A tool that watches memory watches the blocks of the C library.
+  if (XP_MEMORY_IS_WATCHED || size > LARGEST || !is_owner()) return nullptr;
   const size_t index = size ? (size + GRAIN - 1) / GRAIN : 1;
   void* block = take(index);
   if (block) clear(block, index * GRAIN);
