@@ -160,7 +160,8 @@ xp_path* named_output(xp_path* path, output_name* name) {
   if (length <= ENDING_LENGTH || !ends_in_msi(name->text, length))
     memcpy(name->text + length, PACKAGE_ENDING, ENDING_LENGTH + 1);
   xp_ref folder(xp_path_parent(path));
-  return xp_path_child(folder.get(), name->text);
+  // A child of no folder would land at the root of the current drive.
+  return folder ? xp_path_child(folder.get(), name->text) : nullptr;
 }
 
 // The extension of the path's own text, from its last "." behind the last backslash.

@@ -5,6 +5,7 @@
 
 #include "object/xp_ref.h"
 #include "paths/xp_file.h"
+#include "stream/xp_file_stream.h"
 
 static_assert(std::endian::native == std::endian::little, "the trailer is read as it lies");
 
@@ -111,6 +112,13 @@ int32_t copy_range_to(xp_stream* stream, copy_range range, xp_file_handle file) 
   return RUVO_CONTAINER_DONE;
 }
 
+bool reads_from(xp_stream* stream, xp_path* output) {
+  xp_object* file = nullptr;
+  if (xp_stream_option(stream, STREAM_OPTION_FILE_OBJECT, &file) != XP_OK) return false;
+  const xp_ref path(file);
+  return path && xp_object_compare(path.get(), output) == 0;
+}
+
 int32_t copy_open_stream(xp_stream* stream, xp_path* output, int32_t index) {
   copy_range range;
   int32_t code = find_range(stream, index, &range);
@@ -121,7 +129,8 @@ int32_t copy_open_stream(xp_stream* stream, xp_path* output, int32_t index) {
     code = copy_range_to(stream, range, file);
     xp_platform->files->close(file);
   }
-  if (code != RUVO_CONTAINER_DONE) xp_file_delete(output);
+  // The given file is no output of ours, and still has its own bytes.
+  if (code != RUVO_CONTAINER_DONE && !reads_from(stream, output)) xp_file_delete(output);
   return code;
 }
 

@@ -46,6 +46,7 @@ int32_t ruvo_container_trailer(xp_stream* stream, ruvo_container_entries* out);
 
 // Copies a payload (index 0 or 1) or, with a negative index, the whole file to `output`, which is
 // made when absent and written from its first byte without being cut: input and output may be one
-// file, which is then rewritten with its own bytes. A failed copy deletes the output. The stream
-// is opened when it is closed; one step of its open count is taken at the end.
+// file, which is then rewritten with its own bytes. A failed copy deletes the output,
+// but not an output that is the input. The stream is opened when it is closed; one step of its open
+// count is taken at the end.
 int32_t ruvo_container_copy_out(xp_stream* stream, xp_path* output, int32_t index);

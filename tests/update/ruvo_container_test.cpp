@@ -197,4 +197,19 @@ TEST(Container, AFileIsRewrittenWithItsOwnBytes) {
   xp_ref stream(xp_file_stream_new(path.get()));
   EXPECT_EQ(ruvo_container_copy_out(stream.get(), path.get(), -1), RUVO_CONTAINER_DONE);
   EXPECT_EQ(content_of(folder.at("own.msi").get()), content);
+  struct {
+    file_slot slot;
+    int32_t nth;
+    int32_t code;
+  } const rows[] = {{FILE_WRITE, 2, RUVO_CONTAINER_COPY},
+                    {FILE_READ, 2, RUVO_CONTAINER_COPY},
+                    {FILE_OPEN, 3, RUVO_CONTAINER_NO_OUTPUT}};
+  for (const auto& row : rows) {
+    {
+      fault_files faults;
+      faults.fail(row.slot, row.nth, XP_FILE_DENIED);
+      EXPECT_EQ(ruvo_container_copy_out(stream.get(), folder.at("OWN.msi").get(), -1), row.code);
+    }
+    EXPECT_EQ(content_of(folder.at("own.msi").get()), content) << "a given file stays";
+  }
 }

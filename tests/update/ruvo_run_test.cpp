@@ -320,8 +320,10 @@ TEST(Run, EveryAllocationMayFail) {
                                               machine.place("update.plist")};
   // What lives as long as the process is made before: the log, and shared values.
   EXPECT_EQ(machine.run(arguments), 0);
+  const xp_block<char16_t> package(xp_path_to_wide(machine.folder.at("setup.msi").get()));
   sweep_allocations([&](heap_watch&) {
     const int32_t result = machine.run(arguments);
+    EXPECT_EQ(content_of(package.get(), xp_platform->files), "a package") << "it stays";
     // Lost options or settings, no installer, no memory for the check; nothing else.
     EXPECT_TRUE(result == 0 || result == 1 || result == 2 || result == 4 || result == 5 ||
                 result == -1)
