@@ -179,9 +179,9 @@ struct doc_items : xp_doc_cursor {
   return length;
 }
 
-// Puts bytes behind each other, or counts them, for one routine of the writer. It is no more than
-// where the cursor stands, in registers, so pieces don't wait for each other; what others are
-// called to put begins where they find the cursor, and so outside the life of a pen.
+// Puts pieces behind each other, or counts them. A pen is the cursor, held in registers while one
+// routine puts its pieces: through memory each of them would wait for the one before. At the end of
+// its scope the cursor stands behind what was put, so no pen may live while others put.
 //
 // A text that doesn't fit is cut, and a byte is kept back for the NUL. A count that would not fit
 // its 31 bits stays at the longest text there is.

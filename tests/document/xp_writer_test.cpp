@@ -116,6 +116,29 @@ TEST(Writer, ProtectsTextsThatNeedIt) {
   }
 }
 
+TEST(Writer, FindsTheByteToProtectWhereverItStands) {
+  struct {
+    const xp_style& style;
+    char byte;
+    const char* text;  // what it is written as
+  } const rows[] = {{xp_style_json, '"', "\\\""},
+                    {xp_style_json, '\n', "\\n"},
+                    {xp_style_json, '\\', "\\\\"},
+                    {xp_style_form, ' ', "%20"},
+                    {xp_style_form, '|', "%7C"}};
+  for (const auto& row : rows)
+    for (size_t length = 1; length <= 150; length++)
+      for (size_t at = 0; at < length; at++) {
+        std::string text(length, 'x');
+        text[at] = row.byte;
+        std::string expected(length, 'x');
+        expected.replace(at, 1, row.text);
+        if (row.style.kind == XP_STYLE_JSON) expected = "\"" + expected + "\"\n";
+        xp_ref value(xp_str_new(text.c_str()));
+        ASSERT_EQ(body(value.get(), row.style), expected) << length << " " << at;
+      }
+}
+
 TEST(Writer, WritesEachKindOfValue) {
   struct {
     xp_object* value;

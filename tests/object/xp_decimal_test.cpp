@@ -1,6 +1,7 @@
 #include "object/xp_num.h"
 
 #include <string>
+#include <vector>
 
 #include "tests/support/fakes.h"
 
@@ -85,4 +86,20 @@ TEST(NumberToText, KeepsTheLeadingDigits) {
   EXPECT_EQ(sign[1], '?');  // no room for a NUL
   EXPECT_EQ(xp_int64_to_text(sign, 0, 5), 0);
   EXPECT_EQ(xp_int64_to_text(nullptr, 0, -120), 4);
+}
+
+TEST(NumberToText, EveryCountOfDigitsIsMeasuredAndWritten) {
+  for (uint64_t power = 1; power <= INT64_MAX / 10; power *= 10)
+    for (const uint64_t magnitude : {power - 1, power, power + 7, power * 9}) {
+      const auto value = static_cast<int64_t>(magnitude);
+      for (const int64_t signed_value : {value, -value}) {
+        const std::string expected = std::to_string(signed_value);
+        const auto length = static_cast<int32_t>(expected.size());
+        EXPECT_EQ(xp_int64_to_text(nullptr, 0, signed_value), length) << expected;
+        // A block of the very size, so that AddressSanitizer sees a byte too many.
+        std::vector<char> buffer(expected.size() + 1);
+        EXPECT_EQ(xp_int64_to_text(buffer.data(), length + 1, signed_value), length);
+        EXPECT_EQ(buffer.data(), expected);
+      }
+    }
 }

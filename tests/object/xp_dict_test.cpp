@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -111,6 +112,28 @@ TEST(Dict, WalksInByteOrderAndStopsOnRequest) {
   EXPECT_EQ(xp_dict_each_sorted(dict.get(), note_key, &seen), -1);
   EXPECT_EQ(seen.keys.size(), 3u);
   EXPECT_EQ(xp_dict_each_sorted(nullptr, note_key, &seen), 0);
+}
+
+// Keys that begin alike, that are each other's beginning, and that end in a NUL, in all numbers
+// from none to more than what is ordered without a block of memory.
+TEST(Dict, WalksAnyNumberOfKeysInOrder) {
+  const std::vector<std::string> words = {
+      "package", "packages",   "packageA", "packageB",  std::string("package\0", 8),
+      "pack",    "p",          "PACKAGE",  "packageAB", "q",
+      "packagf", "packag\xFF", "id",       "name"};
+  std::mt19937 random(3);
+  for (size_t count = 0; count <= 20; count++)
+    for (int round = 0; round < 50; round++) {
+      std::set<std::string> expected;
+      xp_ref dict(xp_dict_new(0));
+      while (expected.size() < count) {
+        std::string key = words[random() % words.size()];
+        if (random() % 2) key += static_cast<char>('a' + random() % 4);
+        expected.insert(key);
+        (void)xp_dict_set(dict.get(), key.data(), static_cast<int32_t>(key.size()), nullptr);
+      }
+      ASSERT_EQ(keys_of(dict.get()), std::vector<std::string>(expected.begin(), expected.end()));
+    }
 }
 
 TEST(Dict, ValuesAreOwned) {
