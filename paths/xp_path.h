@@ -39,8 +39,8 @@ xp_path* xp_path_full(const char* text, int32_t length);
 xp_path* xp_path_child(xp_path* parent, const char* name);
 // A text as a person gives it: absolute (a drive and a separator), as by xp_path_full; otherwise
 // seen from `parent`, or from its folder when it is an existing file, its leading "." and ".."
-// followed as far as there are folders above. An empty text is `parent` itself. Null for null, and
-// for a relative text without a `parent`.
+// followed as far as there are folders above. An empty text is `parent` itself. Null for null, for
+// a relative text without a `parent`, and when memory is out.
 xp_path* xp_path_resolve(xp_path* parent, const char* text);
 
 // A new reference to the folder of `path`, or null at the top. Above "C:\a" is "C:".

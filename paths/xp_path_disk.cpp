@@ -164,15 +164,28 @@ xp_path* xp_path_child(xp_path* parent, const char* name) {
 
 namespace {
 
-// Where a relative text starts from: `parent`, or its folder when it is a file.
+// Where a relative text starts from: `parent`, or its folder when it is a file. Null when memory is
+// out.
 xp_path* start_from(xp_path* parent) {
-  return xp_path_is_file(parent) == XP_OK ? xp_path_parent(parent) : xp_retain(parent);
+  const bool empty = parent->length == 0 && !parent->parent;
+  const int32_t kind = empty ? XP_E_NOT_FOUND : xp_path_is_file(parent);
+  if (kind == XP_E_MEMORY) return nullptr;
+  return kind == XP_OK ? xp_path_parent(parent) : xp_retain(parent);
 }
 
-// Follows the leading "." and ".." of a text; *text moves on to what is left. Nothing is above
-// the top.
+// The folder of a path, or the path itself at the top. Null when memory is out.
+xp_path* climb(xp_path* path) {
+  const bool at_top =
+      !path->parent &&
+      (path->length < 2 || !memchr(path->text + 1, '\\', static_cast<size_t>(path->length) - 1));
+  return at_top ? xp_retain(path) : xp_path_parent(path);
+}
+
+// Follows the leading "." and ".." of a text; *text moves on to what is left. Null when memory is
+// out, as for no start.
 xp_path* follow_dots(xp_path* start, const char** text) {
   xp_ref here(start);
+  if (!start) return nullptr;
   const char* at = *text;
   for (;;) {
     while (*at == '\\')
@@ -181,10 +194,8 @@ xp_path* follow_dots(xp_path* start, const char** text) {
     const bool stays = length == 1 && at[0] == '.';
     const bool climbs = length == 2 && at[0] == '.' && at[1] == '.';
     if (!stays && !climbs) break;
-    if (climbs) {
-      xp_path* folder = xp_path_parent(here.get());
-      if (folder) here.reset(folder);
-    }
+    if (climbs) here.reset(climb(here.get()));
+    if (!here) return nullptr;
     at += length;
   }
   *text = at;
@@ -205,5 +216,6 @@ xp_path* xp_path_resolve(xp_path* parent, const char* text) {
   if (!parent) return nullptr;
   const char* rest = text;
   const xp_ref start(follow_dots(start_from(parent), &rest));
+  if (!start) return nullptr;
   return *rest ? xp_path_new(start.get(), rest, -1) : xp_retain(start.get());
 }

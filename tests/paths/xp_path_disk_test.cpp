@@ -152,10 +152,12 @@ TEST(PathMemory, EveryAllocationMayFail) {
   const temp_folder folder;
   const auto file = folder.write("a.txt", "x");
   const std::string text = text_of(file);
+  const xp_ref above(xp_path_new(xp_ref(xp_path_parent(folder.path.get())).get(), "b\\c", -1));
   sweep_allocations([&](heap_watch& watch) {
     const xp_ref full(xp_path_full(text.c_str(), -1));
     const xp_ref child(full ? xp_path_child(folder.path.get(), "a.txt") : nullptr);
     const xp_ref beside(child ? xp_path_resolve(child.get(), "..\\b\\c") : nullptr);
+    EXPECT_TRUE(!beside || xp_object_compare(beside.get(), above.get()) == 0);
     const xp_ref flat(beside ? xp_path_flatten(beside.get()) : nullptr);
     const xp_block<char16_t> wide(xp_path_to_wide(flat.get()));
     EXPECT_EQ(wide.get() == nullptr, watch.failed() && !wide);
