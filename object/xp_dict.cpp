@@ -457,17 +457,20 @@ int32_t order_nodes(void*, uintptr_t a, uintptr_t b, int32_t) {
   return order ? order : a_length - b_length;
 }
 
-void collect_sorted(const xp_dict* dict, uintptr_t* nodes) {
+// Both put the nodes of a dictionary into the order of their keys, and return how many there are.
+uint32_t collect_sorted(const xp_dict* dict, uintptr_t* nodes) {
   uintptr_t* end = nodes;
   for (uint32_t i = 0; i < dict->bucket_count; i++)
     for (const xp_dict_node* node = dict->buckets[i]; node; node = node->next)
       *end++ = reinterpret_cast<uintptr_t>(node);
-  (void)xp_sort(nullptr, dict->count, nodes, order_nodes);
+  const auto count = static_cast<uint32_t>(end - nodes);
+  (void)xp_sort(nullptr, count, nodes, order_nodes);
+  return count;
 }
 
 // Few nodes, as nearly every dictionary has, go to their places as they are met. Their prefixes are
 // read once, and mostly tell the order.
-void collect_few_sorted(const xp_dict* dict, uintptr_t* nodes) {
+uint32_t collect_few_sorted(const xp_dict* dict, uintptr_t* nodes) {
   uint64_t prefixes[STACK_NODES];
   uint32_t count = 0;
   for (uint32_t i = 0; i < dict->bucket_count; i++)
@@ -483,6 +486,7 @@ void collect_few_sorted(const xp_dict* dict, uintptr_t* nodes) {
       prefixes[at] = prefix;
       nodes[at] = word;
     }
+  return count;
 }
 
 int32_t dict_visit_node(xp_dict* dict, const xp_dict_node* node, xp_dict_visitor visitor,
@@ -496,15 +500,14 @@ int32_t dict_visit_node(xp_dict* dict, const xp_dict_node* node, xp_dict_visitor
 int32_t xp_dict_each_sorted(xp_dict* dict, xp_dict_visitor visitor, void* context) {
   if (!dict) return 0;
   xp_locked lock(dict->lock);
-  const uint32_t count = dict->count;
   uintptr_t stack[STACK_NODES];
   xp_block<uintptr_t> heap;
-  if (count > STACK_NODES) {
-    heap = xp_block<uintptr_t>::of(count);
+  if (dict->count > STACK_NODES) {
+    heap = xp_block<uintptr_t>::of(dict->count);
     if (!heap) return -1;
   }
   uintptr_t* nodes = heap ? heap.get() : stack;
-  (heap ? collect_sorted : collect_few_sorted)(dict, nodes);
+  const uint32_t count = (heap ? collect_sorted : collect_few_sorted)(dict, nodes);
   for (uint32_t i = 0; i < count; i++)
     if (dict_visit_node(dict, reinterpret_cast<const xp_dict_node*>(nodes[i]), visitor, context))
       return -1;
