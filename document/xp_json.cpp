@@ -2,6 +2,8 @@
 
 #include <string.h>
 
+#include <bit>
+
 #include "document/xp_plst_builder.h"
 #include "object/xp_bool.h"
 #include "object/xp_lanes.h"
@@ -64,9 +66,8 @@ int32_t close_container(json_scan* scan, xp_json_kind kind) {
 const char* find_quote(const char* at, const char* end) {
   for (; end - at >= XP_LANES; at += XP_LANES) {
     const xp_lanes lanes = xp_lanes_at(at);
-    const int32_t first =
-        xp_lanes_first((lanes == xp_lanes_of('"')) | (lanes == xp_lanes_of('\\')));
-    if (first < XP_LANES) return at + first;
+    const uint32_t bits = xp_lanes_bits((lanes == xp_lanes_of('"')) | (lanes == xp_lanes_of('\\')));
+    if (bits) return at + std::countr_zero(bits);
   }
   while (at < end && *at != '"' && *at != '\\')
     at++;

@@ -96,14 +96,22 @@ void* take_unused(size_t index) {
   return block;
 }
 
+// Starts the next block of a size on its way: it is wanted soon, and has mostly left the caches
+// since it was freed.
+void fetch(const freed_block* block, size_t size) {
+  constexpr size_t CACHE_LINE = 64;
+  const auto address = reinterpret_cast<uintptr_t>(block);
+  for (size_t offset = 0; offset < size; offset += CACHE_LINE)
+    __builtin_prefetch(reinterpret_cast<const void*>(address + offset), 1);
+}
+
 void* take(size_t index) {
   size_class& kind = classes[index];
   if (!kind.freed && returned.load(std::memory_order_relaxed)) keep_returned();
   freed_block* block = kind.freed;
   if (!block) return take_unused(index);
   kind.freed = block->next;
-  // The next block is wanted soon, and has mostly left the caches since it was freed.
-  __builtin_prefetch(block->next, 1);
+  fetch(block->next, index * GRAIN);
   return block;
 }
 
