@@ -35,9 +35,9 @@ xp_json_record* take_record(json_scan* scan, xp_json_kind kind) {
   return record;
 }
 
-// A byte that can begin a token. Those from 0x80 up are passed over like blanks.
-bool is_visible(char byte) {
-  return static_cast<int8_t>(byte) > 32;
+// Blanks, bytes from 0x80 up, and commas but behind a key.
+bool is_passed_over(const json_scan* scan, char byte) {
+  return static_cast<int8_t>(byte) <= ' ' || (byte == ',' && !scan->key);
 }
 
 int32_t open_container(json_scan* scan, xp_json_kind kind) {
@@ -168,12 +168,6 @@ int32_t read_scalar(json_scan* scan) {
   return result;
 }
 
-int32_t pass_comma(json_scan* scan) {
-  if (scan->key) return XP_JSON_E_PLACE;
-  scan->at++;
-  return 0;
-}
-
 int32_t read_token(json_scan* scan) {
   switch (*scan->at) {
     case '{':
@@ -185,7 +179,7 @@ int32_t read_token(json_scan* scan) {
     case ']':
       return close_container(scan, XP_JSON_ARRAY);
     case ',':
-      return pass_comma(scan);
+      return XP_JSON_E_PLACE;
     default:
       return read_scalar(scan);
   }
@@ -267,7 +261,7 @@ int32_t xp_json_read(const char* text, xp_plst_builder* builder) {
   scan.next = scan.records;
   scan.builder = builder;
   for (;;) {
-    while (scan.at < scan.end && !is_visible(*scan.at))
+    while (scan.at < scan.end && is_passed_over(&scan, *scan.at))
       scan.at++;
     if (scan.at == scan.end) return scan.open ? XP_JSON_E_OPEN : 0;
     const int32_t result = read_token(&scan);
