@@ -33,27 +33,20 @@ xp_decimal xp_decimal_scan(const char* text, int32_t length) {
   xp_decimal decimal = {};
   decimal.fraction_digits = -1;
   if (!text || length <= 0) return decimal;
-  int32_t i = 0;
-  if (text[0] == '-') {
-    decimal.negative = true;
-    i = 1;
+  const char* end = text + length;
+  decimal.negative = *text == '-';
+  if (decimal.negative) text++;
+  for (; text < end && xp_ascii_is_digit(*text); text++)
+    decimal.digits = decimal.digits * 10 + static_cast<uint64_t>(*text - '0');
+  if (text == end || *text != '.') return decimal;
+  const char* fraction = ++text;
+  decimal.scale = 1;
+  for (; text < end && xp_ascii_is_digit(*text); text++) {
+    decimal.scale *= 10;
+    decimal.digits = decimal.digits * 10 + static_cast<uint64_t>(*text - '0');
+    decimal.nonzero_fraction |= *text != '0';
   }
-  for (; i < length; i++) {
-    const char c = text[i];
-    if (xp_ascii_is_digit(c)) {
-      decimal.scale *= 10;
-      decimal.digits = decimal.digits * 10 + static_cast<uint64_t>(c - '0');
-      if (decimal.fraction_digits >= 0) {
-        decimal.fraction_digits++;
-        if (c != '0') decimal.nonzero_fraction = true;
-      }
-    } else if (c == '.' && decimal.fraction_digits < 0) {
-      decimal.scale = 1;
-      decimal.fraction_digits = 0;
-    } else {
-      break;
-    }
-  }
+  decimal.fraction_digits = static_cast<int32_t>(text - fraction);
   return decimal;
 }
 
