@@ -55,13 +55,14 @@ struct encoder {
 
 // Puts the group that is held, padded, or what fits of it.
 void put_held(encoder& to) {
-  char text[4];
-  put_group(text, static_cast<uint32_t>(to.held[0] << 16 | to.held[1] << 8 | to.held[2]));
-  for (int32_t i = to.held_count; i < 3; i++)
-    text[i + 1] = '=';
+  char cut[4];
   const int32_t count = to.room < 4 ? to.room : 4;
-  for (int32_t i = 0; i < count; i++)
-    *to.out++ = text[i];
+  char* out = count < 4 ? cut : to.out;
+  put_group(out, static_cast<uint32_t>(to.held[0] << 16 | to.held[1] << 8 | to.held[2]));
+  for (int32_t i = to.held_count; i < 3; i++)
+    out[i + 1] = '=';
+  if (count < 4) memcpy(to.out, cut, static_cast<size_t>(count));
+  to.out += count;
   to.room -= count;
   to.held_count = 0;
   memset(to.held, 0, sizeof(to.held));

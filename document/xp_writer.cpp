@@ -349,21 +349,22 @@ xp_lane_mask find_quotes(const doc_quotes& quotes, xp_lanes text) {
 }
 
 bool has_few(const doc_quotes& quotes, const char* text, int32_t length) {
-  if (length < XP_LANES)
-    return xp_lanes_any(
-        find_quotes(quotes, xp_lanes_of_short(text, static_cast<uint32_t>(length))));
+  if (length < XP_LANES) {
+    const xp_lanes lanes = xp_lanes_of_short(text, static_cast<uint32_t>(length));
+    return xp_lanes_bits(find_quotes(quotes, lanes)) != 0;
+  }
   const auto found_at = [&](int32_t i) { return find_quotes(quotes, xp_lanes_at(text + i)); };
   // Nearly all texts are clean, so it is asked only now and then.
   constexpr int32_t STEP = 4 * XP_LANES;
   int32_t i = 0;
   for (; length - i > STEP; i += STEP)
-    if (xp_lanes_any(found_at(i) | found_at(i + XP_LANES) | found_at(i + 2 * XP_LANES) |
-                     found_at(i + 3 * XP_LANES)))
+    if (xp_lanes_bits(found_at(i) | found_at(i + XP_LANES) | found_at(i + 2 * XP_LANES) |
+                      found_at(i + 3 * XP_LANES)))
       return true;
   xp_lane_mask rest = found_at(length - XP_LANES);
   for (; length - i > XP_LANES; i += XP_LANES)
     rest |= found_at(i);
-  return xp_lanes_any(rest);
+  return xp_lanes_bits(rest) != 0;
 }
 
 bool needs_protection(const doc_quotes& quotes, const xp_str* string) {
