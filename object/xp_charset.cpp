@@ -138,7 +138,18 @@ int32_t find_in_short(const char* text, int32_t length, int32_t start, const cha
 
 #if defined(__x86_64__)
 
-// The same by blocks, for lists of COUNT bytes.
+// The same for a text that lies in one block, which can be read.
+XP_AVX2 int32_t find_in_block(const char* text, int32_t length, int32_t start, const char* set) {
+  const xp_block_lanes lanes = xp_block_at(text + start);
+  xp_block_mask mask = {};
+  for (; *set; set++)
+    mask |= lanes == xp_block_lanes{} + static_cast<uint8_t>(*set);
+  const uint32_t found = xp_block_bits(mask);
+  const int32_t at = start + std::countr_zero(found);
+  return found && at < length ? at : -1;
+}
+
+// The same by blocks, for lists of COUNT bytes and texts of at least a block.
 template <int32_t COUNT>
 struct block_list {
   xp_block_lanes bytes[COUNT];
@@ -154,7 +165,6 @@ XP_AVX2 inline uint32_t found_in(const char* text, const block_list<COUNT>& list
   return xp_block_bits(found);
 }
 
-// For texts of at least a block, and those at which a block can be read.
 template <int32_t COUNT>
 XP_AVX2 int32_t find_by_blocks(const char* text, int32_t length, int32_t start, const char* set) {
   constexpr auto SIZE = static_cast<int32_t>(XP_BLOCK);
@@ -167,10 +177,9 @@ XP_AVX2 int32_t find_by_blocks(const char* text, int32_t length, int32_t start, 
     if (const uint32_t found = found_in(text + i, list)) return i + std::countr_zero(found);
   if (i == length) return -1;
   // The last block ends with the text and begins among bytes that aren't in the list.
-  if (i > start) i = length - SIZE;
+  i = length - SIZE;
   const uint32_t found = found_in(text + i, list);
-  const int32_t at = i + std::countr_zero(found);
-  return found && at < length ? at : -1;
+  return found ? i + std::countr_zero(found) : -1;
 }
 
 using block_finder = int32_t (*)(const char* text, int32_t length, int32_t start, const char* set);
@@ -223,10 +232,14 @@ int32_t xp_text_find_set(const char* text, int32_t length, const char* set, int3
   if (length < 0) return find_in_measured(text, set, start);
   if (start < 0 || start >= length) return -1;
 #if defined(__x86_64__)
-  if (set[0] != '[' && xp_has_blocks() &&
-      (length - start >= static_cast<int32_t>(XP_BLOCK) || xp_block_readable(text + start)))
-    for (int32_t count = 1; count <= LONGEST_BLOCK_LIST; count++)
-      if (!set[count]) return block_finders[count - 1](text, length, start, set);
+  if (set[0] != '[' && xp_has_blocks()) {
+    if (length - start <= static_cast<int32_t>(XP_BLOCK)) {
+      if (xp_block_readable(text + start)) return find_in_block(text, length, start, set);
+    } else {
+      for (int32_t count = 1; count <= LONGEST_BLOCK_LIST; count++)
+        if (!set[count]) return block_finders[count - 1](text, length, start, set);
+    }
+  }
 #endif
   return find_by_table(text, length, start, set);
 }
