@@ -281,7 +281,7 @@ run() {
     )
     raw=$(printf '%s\n' "$raw" | tr -d '\r')
     result=$(printf '%s\n' "$raw" | sed -nE 's/^EXIT=0x[0-9a-fA-F]+ (-?[0-9]+)$/\1/p' | tail -n 1)
-    result=${result:-none}
+    result=${result:-none ($(printf %s "$raw" | tail -n 3 | cut -c 1-300))}
     # Wine records nothing, but traces the text of each record under the class of its type.
     records=$(printf '%s\n' "$raw" | sed -nE '
       s/^([0-9a-f]+:)?err:eventlog:ReportEvent[AW] L?"(.*)"$/error\t\2/p
