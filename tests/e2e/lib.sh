@@ -258,6 +258,16 @@ make_container() {
 
 # ---- runs ------------------------------------------------------------------------------------
 
+launch_in_wine() { # ARGUMENT...: what the program prints, Wine's trace of its records, its exit code
+  (
+    . "$top/tools/wine-env.sh" >/dev/null 2>&1
+    cd "$scratch" || exit 1
+    export WINEDEBUG=-all,+eventlog
+    [ -n "${wine_overrides:-}" ] && export WINEDLLOVERRIDES="$WINEDLLOVERRIDES;$wine_overrides"
+    timeout ${run_seconds:-60} wine "$top/build/windows/winlaunch.exe" "$(as_argument "$program")" "$@" 2>&1 <"${input:-/dev/null}"
+  )
+}
+
 # Standard input comes from the file $input, or is empty. $records has a line for each record: type
 # (success, information, warning, error), a tab, the text.
 run() {
@@ -272,13 +282,13 @@ run() {
     record_ids=$(awk -F '\t' '$4 == "Tallyport" { print $3 }' "$RUVO_MACHINE/events.log" 2>/dev/null)
   else
     local raw
-    raw=$(
-      . "$top/tools/wine-env.sh" >/dev/null 2>&1
-      cd "$scratch" || exit 1
-      export WINEDEBUG=-all,+eventlog
-      [ -n "${wine_overrides:-}" ] && export WINEDLLOVERRIDES="$WINEDLLOVERRIDES;$wine_overrides"
-      timeout ${run_seconds:-60} wine "$top/build/windows/winlaunch.exe" "$(as_argument "$program")" "$@" 2>&1 <"${input:-/dev/null}"
-    )
+    raw=$(launch_in_wine "$@")
+    # Seldom Wine ends a program before it began: not even the launcher has printed its line, which
+    # it does whatever becomes of the program.
+    if [ -z "$raw" ]; then
+      echo "    Wine started nothing; once more: $*" >&2
+      raw=$(launch_in_wine "$@")
+    fi
     raw=$(printf '%s\n' "$raw" | tr -d '\r')
     result=$(printf '%s\n' "$raw" | sed -nE 's/^EXIT=0x[0-9a-fA-F]+ (-?[0-9]+)$/\1/p' | tail -n 1)
     result=${result:-none ($(printf %s "$raw" | tail -n 3 | cut -c 1-300))}
