@@ -221,6 +221,24 @@ await "$port"
 check 'http.server' 'result=0 done=1 status=200 bytes=6 message=HTTP/1.0 200 OK' "$(get "http://127.0.0.1:$port/hello.txt")"
 check 'http.server, large file' 'result=0 *bytes=70000000 *' "$(get "http://127.0.0.1:$port/large.bin")"
 
+# ---- memory ------------------------------------------------------------------------------------------
+
+# Prints the peak memory of a command, in KB, behind what it prints.
+with_peak() {
+  python3 -c 'import resource, subprocess, sys
+subprocess.run(sys.argv[1:])
+print("peak", resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)' "$@"
+}
+truncate -s 2G "$www/huge.bin"
+for url in "$base/ungzipped/huge.bin" "$secure/huge.bin"; do
+  answer=$(with_peak "$fetch" get "$url" /dev/null seconds=10)
+  check "2 GB arrive, ${url%%:*}" 'result=0 done=1 status=200 *' "$answer"
+  peak=${answer##*peak }
+  [ "$peak" -le 24576 ] && enough=yes || enough="no, $peak KB"
+  check "in at most 24 MB of memory, ${url%%:*}" yes "$enough"
+done
+rm "$www/huge.bin"
+
 # ---- forward proxies --------------------------------------------------------------------------------
 
 start_proxy
